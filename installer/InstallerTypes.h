@@ -1,0 +1,50 @@
+#pragma once
+// The value types shared by the installer core and the screens: a checklist row, its status,
+// the wizard phase and the result pairs the workers return. Plain data, safe on any thread.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace pellix {
+
+enum class StepStatus { pending, running, success, warning, failed };
+
+enum class InstallerPhase { welcome, installing, complete, error };
+
+// The colours are names, not values: the screens map them onto the platform's named colours.
+enum class NamedColor { secondary, blue, green, orange, red, purple, gray, white };
+
+// SF Symbol name of a status; the screens draw a matching glyph for each.
+std::string_view icon(StepStatus status);
+NamedColor color(StepStatus status);
+
+std::string_view toString(StepStatus status);
+std::string_view toString(InstallerPhase phase);
+
+struct StepResult {
+    StepStatus status;
+    std::string detail;
+    bool operator==(const StepResult&) const = default;
+};
+
+struct ShellResult {
+    std::int32_t status;
+    std::string output;
+    bool operator==(const ShellResult&) const = default;
+};
+
+// A random RFC 4122 version 4 UUID in its canonical upper-case text form.
+std::string makeUuid();
+
+struct InstallStep {
+    InstallStep(std::string label, StepStatus status = StepStatus::pending, std::string detail = "")
+        : label(std::move(label)), status(status), detail(std::move(detail)) {}
+
+    std::string id = makeUuid();
+    std::string label;
+    StepStatus status;
+    std::string detail;
+};
+
+}  // namespace pellix

@@ -1,0 +1,97 @@
+#pragma once
+// InstallerViewModel: the installer's one observable object. It holds the wizard's state, finds
+// the OpenClaw installation and runs the install. Use it from one thread only (the UI thread in
+// the window, the main thread in the headless mode); blocking work leaves that thread only through
+// the platform's executor and always comes back to it.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "InstallerTypes.h"
+#include "Platform.h"
+#include "Task.h"
+
+namespace pellix {
+
+enum class Property { phase, steps, progress, errorMessage, scanPreset, modelChoice };
+
+class InstallerViewModel {
+public:
+    using Observer = std::function<void(Property)>;
+    using ObserverId = std::uint64_t;
+
+    explicit InstallerViewModel(Platform platform = {});
+    InstallerViewModel(const InstallerViewModel&) = delete;
+    InstallerViewModel& operator=(const InstallerViewModel&) = delete;
+    virtual ~InstallerViewModel() = default;
+
+    InstallerPhase phase() const { return phase_; }
+    const std::vector<InstallStep>& steps() const { return steps_; }
+    double progress() const { return progress_; }
+    const std::string& errorMessage() const { return errorMessage_; }
+    const std::string& scanPreset() const { return scanPreset_; }
+    const std::string& modelChoice() const { return modelChoice_; }
+
+    void setPhase(InstallerPhase phase);
+    void setScanPreset(std::string preset);
+    void setModelChoice(std::string model);
+
+    // Will-change observers hear of a change before the new value is stored (the screens queue a
+    // refresh); did-change observers after it (the headless mode prints from them).
+    ObserverId addWillChangeObserver(Observer observer);
+    ObserverId addDidChangeObserver(Observer observer);
+    void removeObserver(ObserverId id);
+
+    // OpenClaw discovery: evaluated afresh on every call, nothing cached.
+    std::string openclawHome() const;
+    bool openclawExists() const;
+    std::optional<std::string> workspace() const;
+    std::string configFile() const;
+
+    // Shows the checklist and starts the install; returns once the run is under way (with the
+    // inline executor, once it has ended).
+    void startInstall();
+
+    const Platform& platform() const { return platform_; }
+
+protected:
+    // The pipeline and its workers. Protected rather than private so tests can drive each alone.
+    Task<void> runInstall();
+    void updateStep(int index, StepStatus status, const std::string& detail = "");
+    void setSteps(std::vector<InstallStep> steps);
+    void setProgress(double progress);
+    void setErrorMessage(std::string message);
+
+    StepResult registerPellixAgent(const std::string& configPath);
+    StepResult addToAllowlist(const std::string& configPath);
+    Task<ShellResult> shellCommand(std::string command);
+    Task<std::string> findPython3();
+    Task<StepResult> installLaunchdService(std::string pellixDir);
+    Task<StepResult> installScheduledScanners(std::string pellixDir);
+    Task<StepResult> verifyInstall(std::string pellixDir);
+
+    std::string homeDirectory() const { return platform_.homeDirectory(); }
+
+private:
+    template <typename T>
+    void publish(Property property, T& field, T value);
+    void notify(const std::vector<std::pair<ObserverId, Observer>>& observers, Property property);
+    Task<void> runGuarded();
+
+    Platform platform_;
+    InstallerPhase phase_ = InstallerPhase::welcome;
+    std::vector<InstallStep> steps_;
+    double progress_ = 0.0;
+    std::string errorMessage_;
+    std::string scanPreset_ = "standard";
+    std::string modelChoice_ = "sonnet";
+
+    std::vector<std::pair<ObserverId, Observer>> willChange_;
+    std::vector<std::pair<ObserverId, Observer>> didChange_;
+    ObserverId nextObserverId_ = 1;
+};
+
+}  // namespace pellix

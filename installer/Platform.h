@@ -1,0 +1,39 @@
+#pragma once
+// The few things the installer takes from the machine it runs on, gathered in one value so tests
+// can replace each of them. The defaults are the real ones; nothing else is read from the
+// environment. Built on the UI thread; the functions are safe to call from any thread.
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Task.h"
+
+namespace pellix {
+
+// Search path given to every child process: Apple-silicon Homebrew, Intel Homebrew, the system.
+inline constexpr const char* kChildPath = "/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin";
+
+// Reverse-domain prefix shared by the labels of the four launchd jobs.
+inline constexpr const char* kJobLabelPrefix = "ai.pellix";
+
+// Documentation site named in the message shown when OpenClaw is missing.
+inline constexpr const char* kOpenClawDocsHost = "docs.openclaw.ai";
+
+std::optional<std::string> processEnvironment(const std::string& name);
+// $HOME when set, else the password database's entry for the current user.
+std::string userHomeDirectory();
+// Inside a macOS app bundle its Contents/Resources, elsewhere <executable's folder>/../share/
+// pellix-installer; the empty string when the executable's own path cannot be found.
+std::string applicationResourceDirectory();
+
+struct Platform {
+    std::function<std::optional<std::string>(const std::string&)> environment = processEnvironment;
+    std::function<std::string()> homeDirectory = userHomeDirectory;
+    std::string resourceDirectory = applicationResourceDirectory();
+    std::string shell = "/bin/zsh";
+    std::string childPath = kChildPath;
+    Executor runBlockingJob = runInline;
+};
+
+}  // namespace pellix

@@ -1,0 +1,78 @@
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace pellix::test {
+
+TempDir::TempDir() {
+    std::string pattern = (fs::temp_directory_path() / "pellix-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    path_ = pattern;
+}
+
+TempDir::~TempDir() {
+    std::error_code error;
+    // Tests make folders unreadable on purpose; give the owner its rights back before removal.
+    for (auto it = fs::recursive_directory_iterator(path_, fs::directory_options::skip_permission_denied, error);
+         !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
+        if (it->is_directory(error) && !it->is_symlink(error)) {
+            fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, error);
+        }
+    }
+    fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, error);
+    fs::remove_all(path_, error);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+void makeDirs(const std::string& path) { fs::create_directories(path); }
+
+void writeFile(const std::string& path, const std::string& bytes) {
+    const fs::path target(path);
+    if (target.has_parent_path()) fs::create_directories(target.parent_path());
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << bytes;
+}
+
+std::string installFakeCommands(const std::string& folder) {
+    makeDirs(folder);
+    for (const auto& entry : fs::directory_iterator(std::string(PELLIX_TEST_SUPPORT_DIR) + "/fake-bin")) {
+        fs::copy_file(entry.path(), fs::path(folder) / entry.path().filename(),
+                      fs::copy_options::overwrite_existing);
+    }
+    return folder;
+}
+
+void writeSampleAgent(const std::string& folder) {
+    const fs::path sample(std::string(PELLIX_TEST_SUPPORT_DIR) + "/sample-agent");
+    fs::create_directories(folder);
+    fs::copy(sample, folder, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+}
+
+Platform testPlatform(const std::string& home, const std::string& fakeBin,
+                      std::optional<std::string> openclawHome, const std::string& resourceDirectory) {
+    Platform platform;
+    platform.environment = [openclawHome](const std::string& name) -> std::optional<std::string> {
+        if (name == "OPENCLAW_HOME") return openclawHome;
+        return std::nullopt;
+    };
+    platform.homeDirectory = [home] { return home; };
+    platform.resourceDirectory = resourceDirectory;
+    platform.childPath = fakeBin.empty() ? std::string(kChildPath) : fakeBin + ":" + kChildPath;
+    platform.runBlockingJob = runInline;
+    return platform;
+}
+
+}  // namespace pellix::test
