@@ -13,6 +13,20 @@ namespace pellix {
 
 namespace {
 
+enum Row : int {
+    openclawCheck,
+    workspaceDetection,
+    agentFiles,
+    sessionStore,
+    registration,
+    allowlist,
+    opsDirectories,
+    alwaysOnService,
+    scheduledScanners,
+    gatewayRestart,
+    verification,
+};
+
 constexpr std::string_view kStepLabels[] = {
     "Checking OpenClaw installation",
     "Detecting workspace",
@@ -64,8 +78,8 @@ void InstallerViewModel::startInstall() {
 }
 
 Task<void> InstallerViewModel::runGuarded() {
-    // Workers report failures as results; this catches what no worker expected (say, memory
-    // running out) so that a run never stays on the installing screen.
+    // Workers report failures as results; this catches what none of them expected (memory
+    // running out, say) so that a run never stays on the installing screen.
     std::string unexpected;
     try {
         co_await runInstall();
@@ -81,103 +95,133 @@ Task<void> InstallerViewModel::runGuarded() {
 }
 
 Task<void> InstallerViewModel::runInstall() {
-    const auto fail = [this](int row, const std::string& detail, std::string message) {
-        updateStep(row, StepStatus::failed, detail);
-        setErrorMessage(std::move(message));
-        setPhase(InstallerPhase::error);
-    };
-
-    updateStep(0, StepStatus::running);
-    if (!openclawExists()) {
-        fail(0, "OpenClaw not found at " + openclawHome(),
-             std::string("OpenClaw must be installed first. Visit ") + kOpenClawDocsHost +
-                 " for setup instructions.");
-        co_return;
-    }
-    updateStep(0, StepStatus::success, openclawHome());
-
-    updateStep(1, StepStatus::running);
-    const std::optional<std::string> workspacePath = workspace();
-    if (!workspacePath) {
-        fail(1, "No workspace-* directory found",
-             "No OpenClaw workspace found. Create one first: openclaw init");
-        co_return;
-    }
-    updateStep(1, StepStatus::success, lastComponent(*workspacePath));
-
-    updateStep(2, StepStatus::running);
+    if (!checkOpenClaw()) co_return;
+    const std::optional<std::string> workspacePath = detectWorkspace();
+    if (!workspacePath) co_return;
     const std::string pellixDir = *workspacePath + "/agents/pellix-unified";
+    if (!co_await installAgentFiles(pellixDir)) co_return;
+    createSessionStore();
+    if (!registerAgentStep()) co_return;
+    beginStep(allowlist);
+    finishStep(allowlist, addToAllowlist(configFile()));
+    createOpsDirectories(pellixDir);
+    beginStep(alwaysOnService);
+    finishStep(alwaysOnService, co_await installLaunchdService(pellixDir));
+    beginStep(scheduledScanners);
+    finishStep(scheduledScanners, co_await installScheduledScanners(pellixDir));
+    co_await restartGateway();
+    beginStep(verification);
+    finishStep(verification, co_await verifyInstall(pellixDir));
+    setProgress(1.0);
+    setPhase(InstallerPhase::complete);
+}
+
+void InstallerViewModel::beginStep(int row) { updateStep(row, StepStatus::running); }
+
+void InstallerViewModel::finishStep(int row, const StepResult& result) {
+    updateStep(row, result.status, result.detail);
+}
+
+void InstallerViewModel::stopWithError(int row, const std::string& detail, std::string message) {
+    updateStep(row, StepStatus::failed, detail);
+    setErrorMessage(std::move(message));
+    setPhase(InstallerPhase::error);
+}
+
+bool InstallerViewModel::checkOpenClaw() {
+    beginStep(openclawCheck);
+    if (!openclawExists()) {
+        stopWithError(openclawCheck, "OpenClaw not found at " + openclawHome(),
+                      std::string("OpenClaw must be installed first. Visit ") + kOpenClawDocsHost +
+                          " for setup instructions.");
+        return false;
+    }
+    finishStep(openclawCheck, {StepStatus::success, openclawHome()});
+    return true;
+}
+
+std::optional<std::string> InstallerViewModel::detectWorkspace() {
+    beginStep(workspaceDetection);
+    std::optional<std::string> path = workspace();
+    if (!path) {
+        stopWithError(workspaceDetection, "No workspace-* directory found",
+                      "No OpenClaw workspace found. Create one first: openclaw init");
+        return std::nullopt;
+    }
+    finishStep(workspaceDetection, {StepStatus::success, lastComponent(*path)});
+    return path;
+}
+
+Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
+    beginStep(agentFiles);
     const std::string bundleSource = platform().resourceDirectory + "/pellix-bundle";
     if (somethingExistsAt(bundleSource)) {
-        const std::error_code error = co_await runBlocking(
-            platform().runBlockingJob,
-            [bundleSource, pellixDir] { return replaceWithCopy(bundleSource, pellixDir); });
+        // An earlier install is replaced, not merged: the copy runs off the UI thread because a
+        // large tree takes a while.
+        const std::error_code error =
+            co_await runBlocking(platform().runBlockingJob, [bundleSource, pellixDir] {
+                return replaceWithCopy(bundleSource, pellixDir);
+            });
         if (error) {
-            fail(2, error.message(), "Failed to copy agent files: " + error.message());
-            co_return;
+            stopWithError(agentFiles, error.message(),
+                          "Failed to copy agent files: " + error.message());
+            co_return false;
         }
-        updateStep(2, StepStatus::success, "Installed from app bundle");
+        finishStep(agentFiles, {StepStatus::success, "Installed from app bundle"});
     } else if (somethingExistsAt(pellixDir)) {
-        updateStep(2, StepStatus::success, "Already present at " + pellixDir);
+        finishStep(agentFiles, {StepStatus::success, "Already present at " + pellixDir});
     } else {
-        fail(2, "No pellix-bundle in app and no existing install",
-             "Pellix agent files not found. Place them at " + pellixDir +
-                 " or rebuild the installer with the bundle.");
-        co_return;
+        stopWithError(agentFiles, "No pellix-bundle in app and no existing install",
+                      "Pellix agent files not found. Place them at " + pellixDir +
+                          " or rebuild the installer with the bundle.");
+        co_return false;
     }
+    co_return true;
+}
 
-    updateStep(3, StepStatus::running);
+void InstallerViewModel::createSessionStore() {
+    beginStep(sessionStore);
     const std::string sessions = openclawHome() + "/agents/pellix/sessions";
-    std::error_code sessionsError;
-    fs::create_directories(fs::path(sessions), sessionsError);
-    if (sessionsError) {
-        updateStep(3, StepStatus::warning, "Could not create: " + sessionsError.message());
+    std::error_code error;
+    fs::create_directories(fs::path(sessions), error);
+    if (error) {
+        finishStep(sessionStore, {StepStatus::warning, "Could not create: " + error.message()});
     } else {
-        updateStep(3, StepStatus::success, sessions);
+        finishStep(sessionStore, {StepStatus::success, sessions});
     }
+}
 
-    updateStep(4, StepStatus::running);
-    const StepResult registration = registerPellixAgent(configFile());
-    updateStep(4, registration.status, registration.detail);
-    if (registration.status == StepStatus::failed) {
-        setErrorMessage(registration.detail);
-        setPhase(InstallerPhase::error);
-        co_return;
-    }
+bool InstallerViewModel::registerAgentStep() {
+    beginStep(registration);
+    const StepResult result = registerPellixAgent(configFile());
+    finishStep(registration, result);
+    if (result.status != StepStatus::failed) return true;
+    setErrorMessage(result.detail);
+    setPhase(InstallerPhase::error);
+    return false;
+}
 
-    updateStep(5, StepStatus::running);
-    const StepResult allowlist = addToAllowlist(configFile());
-    updateStep(5, allowlist.status, allowlist.detail);
-
-    updateStep(6, StepStatus::running);
+void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
+    beginStep(opsDirectories);
     constexpr std::string_view kOpsFolders[] = {"ops", "ops/snapshots", "ops/memory", "ops/wal"};
     for (std::string_view name : kOpsFolders) {
+        // A folder that cannot be made is left for the agent to complain about; the row reports
+        // the list as ready either way.
         std::error_code ignored;
         fs::create_directories(fs::path(pellixDir + "/" + std::string(name)), ignored);
     }
-    updateStep(6, StepStatus::success, std::to_string(std::size(kOpsFolders)) + " directories ready");
+    finishStep(opsDirectories, {StepStatus::success,
+                                std::to_string(std::size(kOpsFolders)) + " directories ready"});
+}
 
-    updateStep(7, StepStatus::running);
-    const StepResult service = co_await installLaunchdService(pellixDir);
-    updateStep(7, service.status, service.detail);
-
-    updateStep(8, StepStatus::running);
-    const StepResult scanners = co_await installScheduledScanners(pellixDir);
-    updateStep(8, scanners.status, scanners.detail);
-
-    updateStep(9, StepStatus::running);
+Task<void> InstallerViewModel::restartGateway() {
+    beginStep(gatewayRestart);
     const ShellResult restart = co_await shellCommand("openclaw gateway restart");
     if (restart.status == 0) {
-        updateStep(9, StepStatus::success, "Gateway restarted");
+        finishStep(gatewayRestart, {StepStatus::success, "Gateway restarted"});
     } else {
-        updateStep(9, StepStatus::warning, "Restart may need manual run");
+        finishStep(gatewayRestart, {StepStatus::warning, "Restart may need manual run"});
     }
-
-    updateStep(10, StepStatus::running);
-    const StepResult verification = co_await verifyInstall(pellixDir);
-    updateStep(10, verification.status, verification.detail);
-    setProgress(1.0);
-    setPhase(InstallerPhase::complete);
 }
 
 }  // namespace pellix

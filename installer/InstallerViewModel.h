@@ -81,6 +81,18 @@ private:
     void notify(const std::vector<std::pair<ObserverId, Observer>>& observers, Property property);
     Task<void> runGuarded();
 
+    // The pipeline's inline steps; each returns false when its failure stops the run.
+    bool checkOpenClaw();
+    std::optional<std::string> detectWorkspace();
+    Task<bool> installAgentFiles(std::string pellixDir);
+    void createSessionStore();
+    bool registerAgentStep();
+    void createOpsDirectories(const std::string& pellixDir);
+    Task<void> restartGateway();
+    void beginStep(int row);
+    void finishStep(int row, const StepResult& result);
+    void stopWithError(int row, const std::string& detail, std::string message);
+
     Platform platform_;
     InstallerPhase phase_ = InstallerPhase::welcome;
     std::vector<InstallStep> steps_;

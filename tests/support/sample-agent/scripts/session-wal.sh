@@ -1,0 +1,3 @@
+#!/bin/bash
+# Test fixture: stands where the session-wal job's script goes.
+echo "sample session-wal: nothing to do"
