@@ -58,20 +58,21 @@ public:
     const Platform& platform() const { return platform_; }
 
 protected:
-    // The pipeline and its workers. Protected rather than private so tests can drive each alone.
+    // The pipeline and its workers. Protected rather than private so tests can drive each alone;
+    // the workers are virtual so a test can stand one in with a chosen result.
     Task<void> runInstall();
     void updateStep(int index, StepStatus status, const std::string& detail = "");
     void setSteps(std::vector<InstallStep> steps);
     void setProgress(double progress);
     void setErrorMessage(std::string message);
 
-    StepResult registerPellixAgent(const std::string& configPath);
-    StepResult addToAllowlist(const std::string& configPath);
+    virtual StepResult registerPellixAgent(const std::string& configPath);
+    virtual StepResult addToAllowlist(const std::string& configPath);
     Task<ShellResult> shellCommand(std::string command);
     Task<std::string> findPython3();
-    Task<StepResult> installLaunchdService(std::string pellixDir);
-    Task<StepResult> installScheduledScanners(std::string pellixDir);
-    Task<StepResult> verifyInstall(std::string pellixDir);
+    virtual Task<StepResult> installLaunchdService(std::string pellixDir);
+    virtual Task<StepResult> installScheduledScanners(std::string pellixDir);
+    virtual Task<StepResult> verifyInstall(std::string pellixDir);
 
     std::string homeDirectory() const { return platform_.homeDirectory(); }
 
