@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "TestSupport.h"
+#include "steps/ConfigEdits.h"
+
+namespace pellix {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+const StepResult kAdded{StepStatus::success, "Added to main agent's spawn allowlist"};
+const StepResult kAlreadyAllowed{StepStatus::success, "Already in allowlist"};
+const StepResult kCannotRead{StepStatus::warning, "Cannot read openclaw.json for allowlist"};
+const StepResult kCannotSave{StepStatus::warning, "Failed to save allowlist change"};
+
+ino_t inodeOf(const std::string& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
+class SpawnAllowlist : public ::testing::Test {
+protected:
+    StepResult allowIn(const std::string& before) {
+        test::writeFile(config_, before);
+        return model_.addToAllowlist(config_);
+    }
+    json agentsAfter(const std::string& before) {
+        EXPECT_EQ(allowIn(before), kAdded);
+        return json::parse(test::readFile(config_))["agents"];
+    }
+    // Untouched means not rewritten at all: the same bytes in the same file.
+    void expectUntouchedBy(const std::string& before, const StepResult& expected) {
+        test::writeFile(config_, before);
+        const ino_t inode = inodeOf(config_);
+        EXPECT_EQ(model_.addToAllowlist(config_), expected);
+        EXPECT_EQ(test::readFile(config_), before);
+        EXPECT_EQ(inodeOf(config_), inode);
+    }
+
+    test::TempDir home_;
+    std::string config_ = home_ / "openclaw.json";
+    test::TestViewModel model_{test::testPlatform(home_.path())};
+};
+
+TEST_F(SpawnAllowlist, MainByIdWithoutSubagentsGetsAllowlistHoldingOnlyPellix) {
+    EXPECT_EQ(allowIn(R"({"agents":{"list":[{"id":"main","model":"m"}]}})"), kAdded);
+    EXPECT_EQ(test::readFile(config_), R"({
+  "agents": {
+    "list": [
+      {
+        "id": "main",
+        "model": "m",
+        "subagents": {
+          "allowAgents": [
+            "pellix"
+          ]
+        }
+      }
+    ]
+  }
+})");
+}
+
+TEST_F(SpawnAllowlist, MainByNameKeepsEarlierNameAndUnrelatedKey) {
+    const json agents = agentsAfter(
+        R"({"agents":{"list":[{"name":"main","subagents":{"allowAgents":["coder"],"max":2}}]}})");
+    EXPECT_EQ(agents, json::parse(R"({"list":[{"name":"main",
+        "subagents":{"allowAgents":["coder","pellix"],"max":2}}]})"));
+}
+
+TEST_F(SpawnAllowlist, OnlyTheFirstOfTwoMainEntriesGetsPellix) {
+    const json agents = agentsAfter(R"({"agents":{"items":[{"id":"main"},{"name":"main"}]}})");
+    EXPECT_EQ(agents, json::parse(R"({"items":[
+        {"id":"main","subagents":{"allowAgents":["pellix"]}},{"name":"main"}]})"));
+}
+
+TEST_F(SpawnAllowlist, AllowlistHoldingOnlyPellixIsLeftUntouched) {
+    expectUntouchedBy(
+        R"({"agents":{"list":[{"id":"main","subagents":{"allowAgents":["pellix"]}}]}})",
+        kAlreadyAllowed);
+}
+
+TEST_F(SpawnAllowlist, AllowlistWithANumberIsReplacedByPellixAlone) {
+    const json agents = agentsAfter(
+        R"({"agents":{"list":[{"id":"main","subagents":{"allowAgents":["coder",4]}}]}})");
+    EXPECT_EQ(agents["list"][0]["subagents"]["allowAgents"], json::parse(R"(["pellix"])"));
+}
+
+TEST_F(SpawnAllowlist, NoAgentsKeyMeansAlreadyInAllowlistWithoutWriting) {
+    expectUntouchedBy(R"({"gateway":{"port":18789}})", kAlreadyAllowed);
+}
+
+TEST_F(SpawnAllowlist, NoMainAgentMeansAlreadyInAllowlistWithoutWriting) {
+    expectUntouchedBy(R"({"agents":{"list":[{"name":"coder"},{"id":"Main"}]}})", kAlreadyAllowed);
+}
+
+TEST_F(SpawnAllowlist, IdOtherThanMainHidesANameOfMain) {
+    expectUntouchedBy(R"({"agents":{"list":[{"id":"helper","name":"main"}]}})", kAlreadyAllowed);
+}
+
+TEST_F(SpawnAllowlist, NumericIdFallsBackToName) {
+    const json agents = agentsAfter(R"({"agents":{"list":[{"id":1,"name":"main"}]}})");
+    EXPECT_EQ(agents["list"][0]["subagents"], json::parse(R"({"allowAgents":["pellix"]})"));
+}
+
+TEST_F(SpawnAllowlist, SubagentsOfAnotherTypeIsReplaced) {
+    const json agents = agentsAfter(R"({"agents":{"list":[{"id":"main","subagents":["x"]}]}})");
+    EXPECT_EQ(agents["list"][0]["subagents"], json::parse(R"({"allowAgents":["pellix"]})"));
+}
+
+TEST_F(SpawnAllowlist, ChangedListIsStoredUnderItemsWhenItemsKeyExists) {
+    const json agents = agentsAfter(R"({"agents":{"items":null,"list":[{"id":"main"}]}})");
+    EXPECT_EQ(agents,
+              json::parse(R"({"items":[{"id":"main","subagents":{"allowAgents":["pellix"]}}],
+        "list":[{"id":"main"}]})"));
+}
+
+TEST_F(SpawnAllowlist, SecondRunIsAlreadyInAllowlist) {
+    EXPECT_EQ(allowIn(R"({"agents":{"list":[{"id":"main"}]}})"), kAdded);
+    const std::string first = test::readFile(config_);
+    expectUntouchedBy(first, kAlreadyAllowed);
+}
+
+TEST_F(SpawnAllowlist, MissingFileGivesWarning) {
+    EXPECT_EQ(model_.addToAllowlist(config_), kCannotRead);
+    EXPECT_FALSE(fs::exists(config_));
+}
+
+TEST_F(SpawnAllowlist, TextThatIsNotJsonGivesWarning) {
+    expectUntouchedBy("{agents}", kCannotRead);
+}
+
+TEST_F(SpawnAllowlist, TopLevelArrayGivesWarning) {
+    expectUntouchedBy(R"([{"id":"main"}])", kCannotRead);
+}
+
+TEST_F(SpawnAllowlist, UnreadableFileGivesWarning) {
+    test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
+    fs::permissions(config_, fs::perms::none);
+    if (::access(config_.c_str(), R_OK) == 0) {
+        GTEST_SKIP() << "running as root: permission bits do not stop reads";
+    }
+    EXPECT_EQ(model_.addToAllowlist(config_), kCannotRead);
+    fs::permissions(config_, fs::perms(0600));
+    EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
+}
+
+TEST_F(SpawnAllowlist, DirectoryInPlaceOfTheFileGivesWarning) {
+    test::makeDirs(config_);
+    EXPECT_EQ(model_.addToAllowlist(config_), kCannotRead);
+    EXPECT_TRUE(fs::is_directory(config_));
+}
+
+TEST_F(SpawnAllowlist, ReadOnlyFolderGivesSaveWarning) {
+    test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
+    fs::permissions(home_.path(), fs::perms(0555));
+    const bool enforced = ::access(home_.path().c_str(), W_OK) != 0;
+    const StepResult result = model_.addToAllowlist(config_);
+    fs::permissions(home_.path(), fs::perms(0755));
+    if (!enforced) GTEST_SKIP() << "running as root: permission bits do not stop writes";
+    EXPECT_EQ(result, kCannotSave);
+    EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
+}
+
+TEST_F(SpawnAllowlist, RefusedBytesGiveSaveWarningAndLeaveOldFileAndNoTemporary) {
+    const std::string before = R"({"agents":{"list":[{"id":"main"}]}})";
+    test::writeFile(config_, before);
+    rlimit saved{};
+    ::getrlimit(RLIMIT_FSIZE, &saved);
+    rlimit lowered = saved;
+    lowered.rlim_cur = 16;
+    // Past the limit a write fails with EFBIG even for root; the signal is ignored so it can.
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &lowered);
+    const StepResult result = model_.addToAllowlist(config_);
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, handler);
+
+    EXPECT_EQ(result, kCannotSave);
+    EXPECT_EQ(test::readFile(config_), before);
+    EXPECT_EQ(std::distance(fs::directory_iterator(home_.path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(SpawnAllowlist, SuccessfulWriteKeepsOwnerOnlyPermission) {
+    test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
+    fs::permissions(config_, fs::perms(0600));
+    EXPECT_EQ(model_.addToAllowlist(config_), kAdded);
+    EXPECT_EQ(fs::status(config_).permissions() & fs::perms::mask, fs::perms(0600));
+    EXPECT_EQ(std::distance(fs::directory_iterator(home_.path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(SpawnAllowlist, AllowPellixReportsWhetherTheDocumentChanged) {
+    json document = json::parse(R"({"agents":{"list":[{"name":"main"}]}})");
+    EXPECT_TRUE(allowPellix(document));
+    const json once = document;
+    EXPECT_FALSE(allowPellix(document));
+    EXPECT_EQ(document, once);
+}
+
+}  // namespace
+}  // namespace pellix
