@@ -63,7 +63,8 @@ std::string joinChoices(const std::string_view (&choices)[N]) {
 }
 
 template <std::size_t N>
-std::optional<UsageError> takeChoice(const std::string& option, const std::optional<std::string>& value,
+std::optional<UsageError> takeChoice(const std::string& option,
+                                     const std::optional<std::string>& value,
                                      const std::string_view (&choices)[N], std::string& target) {
     if (!value) return UsageError{option + " needs a value: " + joinChoices(choices)};
     if (std::find(std::begin(choices), std::end(choices), *value) == std::end(choices)) {
@@ -79,7 +80,8 @@ std::variant<Options, UsageError> parseOptions(const std::vector<std::string>& a
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         std::string name = arguments[i];
         std::optional<std::string> inlineValue;
-        if (const auto equals = name.find('='); name.starts_with("--") && equals != std::string::npos) {
+        if (const auto equals = name.find('=');
+            name.starts_with("--") && equals != std::string::npos) {
             inlineValue = name.substr(equals + 1);
             name = name.substr(0, equals);
         }
@@ -129,13 +131,18 @@ public:
 private:
     std::string mark(StepStatus status) const {
         const auto paint = [this](const char* code, const char* text) {
-            return colour_ ? std::string("\033[") + code + "m" + text + "\033[0m" : std::string(text);
+            return colour_ ? std::string("\033[") + code + "m" + text + "\033[0m"
+                           : std::string(text);
         };
         switch (status) {
-            case StepStatus::success: return paint("32", "✓");
-            case StepStatus::warning: return paint("33", "!");
-            case StepStatus::failed: return paint("31", "✗");
-            default: return " ";
+            case StepStatus::success:
+                return paint("32", "✓");
+            case StepStatus::warning:
+                return paint("33", "!");
+            case StepStatus::failed:
+                return paint("31", "✗");
+            default:
+                return " ";
         }
     }
 

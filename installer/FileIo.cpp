@@ -14,7 +14,9 @@ namespace pellix {
 
 namespace {
 
-std::error_code lastError() { return {errno, std::generic_category()}; }
+std::error_code lastError() {
+    return {errno, std::generic_category()};
+}
 
 class FileDescriptor {
 public:

@@ -116,7 +116,9 @@ Task<void> InstallerViewModel::runInstall() {
     setPhase(InstallerPhase::complete);
 }
 
-void InstallerViewModel::beginStep(int row) { updateStep(row, StepStatus::running); }
+void InstallerViewModel::beginStep(int row) {
+    updateStep(row, StepStatus::running);
+}
 
 void InstallerViewModel::finishStep(int row, const StepResult& result) {
     updateStep(row, result.status, result.detail);
@@ -158,10 +160,9 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
     if (somethingExistsAt(bundleSource)) {
         // An earlier install is replaced, not merged: the copy runs off the UI thread because a
         // large tree takes a while.
-        const std::error_code error =
-            co_await runBlocking(platform().runBlockingJob, [bundleSource, pellixDir] {
-                return replaceWithCopy(bundleSource, pellixDir);
-            });
+        const std::error_code error = co_await runBlocking(
+            platform().runBlockingJob,
+            [bundleSource, pellixDir] { return replaceWithCopy(bundleSource, pellixDir); });
         if (error) {
             stopWithError(agentFiles, error.message(),
                           "Failed to copy agent files: " + error.message());

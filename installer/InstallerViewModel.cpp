@@ -25,7 +25,9 @@ void InstallerViewModel::notify(const std::vector<std::pair<ObserverId, Observer
     for (const auto& [id, observer] : snapshot) observer(property);
 }
 
-void InstallerViewModel::setPhase(InstallerPhase phase) { publish(Property::phase, phase_, phase); }
+void InstallerViewModel::setPhase(InstallerPhase phase) {
+    publish(Property::phase, phase_, phase);
+}
 void InstallerViewModel::setSteps(std::vector<InstallStep> steps) {
     publish(Property::steps, steps_, std::move(steps));
 }
@@ -79,7 +81,9 @@ bool InstallerViewModel::openclawExists() const {
     return fs::exists(fs::path(openclawHome()), error);
 }
 
-std::string InstallerViewModel::configFile() const { return openclawHome() + "/openclaw.json"; }
+std::string InstallerViewModel::configFile() const {
+    return openclawHome() + "/openclaw.json";
+}
 
 std::optional<std::string> InstallerViewModel::workspace() const {
     const std::string home = openclawHome();

@@ -26,7 +26,8 @@ std::string executablePath() {
 #else
     std::vector<char> buffer(4096);
     const ssize_t length = readlink("/proc/self/exe", buffer.data(), buffer.size() - 1);
-    return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : std::string();
+    return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length))
+                      : std::string();
 #endif
 }
 

@@ -36,8 +36,9 @@ TEST_F(CommandLine, UnknownOptionIsAUsageError) {
     const auto outcome = run({"--headless", "--frobnicate"});
     EXPECT_EQ(outcome.exitStatus, 2);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "pellix-installer: unknown option '--frobnicate'\n"
-                           "Try 'pellix-installer --help' for more information.\n");
+    EXPECT_EQ(outcome.err,
+              "pellix-installer: unknown option '--frobnicate'\n"
+              "Try 'pellix-installer --help' for more information.\n");
 }
 
 TEST_F(CommandLine, UnknownScanPresetNamesTheAcceptedValues) {
@@ -57,7 +58,8 @@ TEST_F(CommandLine, UnknownModelNamesTheAcceptedValues) {
 TEST_F(CommandLine, OptionWithoutItsValueIsAUsageError) {
     const auto outcome = run({"--headless", "--model"});
     EXPECT_EQ(outcome.exitStatus, 2);
-    EXPECT_TRUE(outcome.err.starts_with("pellix-installer: --model needs a value: haiku, sonnet or opus\n"));
+    EXPECT_TRUE(outcome.err.starts_with(
+        "pellix-installer: --model needs a value: haiku, sonnet or opus\n"));
 }
 
 TEST_F(CommandLine, FailedInstallExitsOneAndExplainsOnStandardError) {
@@ -66,8 +68,9 @@ TEST_F(CommandLine, FailedInstallExitsOneAndExplainsOnStandardError) {
     EXPECT_NE(outcome.out.find("  ✗ Checking OpenClaw installation — OpenClaw not found at " +
                                (home / "absent")),
               std::string::npos);
-    EXPECT_EQ(outcome.err, "Installation failed: OpenClaw must be installed first. Visit "
-                           "docs.openclaw.ai for setup instructions.\n");
+    EXPECT_EQ(outcome.err,
+              "Installation failed: OpenClaw must be installed first. Visit "
+              "docs.openclaw.ai for setup instructions.\n");
 }
 
 }  // namespace

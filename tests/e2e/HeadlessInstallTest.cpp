@@ -29,7 +29,9 @@ protected:
 
     std::string home() const { return root / "home"; }
     std::string openclawHome() const { return home() + "/.openclaw"; }
-    std::string pellixDir() const { return openclawHome() + "/workspace-main/agents/pellix-unified"; }
+    std::string pellixDir() const {
+        return openclawHome() + "/workspace-main/agents/pellix-unified";
+    }
 
     test::ProcessOutcome run(std::vector<std::string> arguments, bool bundle = true) {
         if (!copy) copy.emplace(root / "app", bundle);
@@ -62,17 +64,22 @@ TEST_F(HeadlessInstall, FreshInstallPrintsEachRowAsItsResultArrives) {
     EXPECT_EQ(outcome.err, "");
     const std::string expected =
         "Installing Pellix (scan: standard, model: sonnet)\n"
-        "  ✓ Checking OpenClaw installation — " + openclawHome() + "\n"
+        "  ✓ Checking OpenClaw installation — " +
+        openclawHome() +
+        "\n"
         "  ✓ Detecting workspace — workspace-main\n"
         "  ✓ Installing Pellix agent files — Installed from app bundle\n"
-        "  ✓ Creating agent session store — " + openclawHome() + "/agents/pellix/sessions\n"
+        "  ✓ Creating agent session store — " +
+        openclawHome() +
+        "/agents/pellix/sessions\n"
         "  ✓ Registering Pellix in openclaw.json — Registered with sonnet model, 15m scan\n"
         "  ✓ Adding Pellix to spawn allowlist — Added to main agent's spawn allowlist\n"
         "  ✓ Setting up ops directories — 4 directories ready\n"
         "  ✓ Installing always-on service — Always-on service running (30s session polling)\n"
         "  ✓ Installing scheduled scanners — 3 scheduled scanners active\n"
         "  ✓ Restarting OpenClaw gateway — Gateway restarted\n"
-        "  ✓ Verifying installation — All files verified, service running — Pellix is watching 🧠\n"
+        "  ✓ Verifying installation — All files verified, service running — Pellix is watching "
+        "🧠\n"
         "Pellix is watching. Next: register your agents in "
         "agents/pellix-unified/ops/agent-watch-list.md\n";
     EXPECT_EQ(outcome.out, expected);
@@ -84,9 +91,10 @@ TEST_F(HeadlessInstall, FreshInstallLeavesEveryLastingEffect) {
     EXPECT_TRUE(fs::exists(pellixDir() + "/skills/pellix-core/SKILL.md"));
     EXPECT_TRUE(fs::is_directory(openclawHome() + "/agents/pellix/sessions"));
     EXPECT_TRUE(fs::is_directory(pellixDir() + "/ops/wal"));
-    for (const char* job : {"pellix-service", "pellix.wal", "pellix.tripwire-grep",
-                            "pellix.tripwire-ai"}) {
-        EXPECT_TRUE(fs::exists(home() + "/Library/LaunchAgents/ai.pellix." + job + ".plist")) << job;
+    for (const char* job :
+         {"pellix-service", "pellix.wal", "pellix.tripwire-grep", "pellix.tripwire-ai"}) {
+        EXPECT_TRUE(fs::exists(home() + "/Library/LaunchAgents/ai.pellix." + job + ".plist"))
+            << job;
     }
     const json config = json::parse(test::readFile(openclawHome() + "/openclaw.json"));
     EXPECT_EQ(config["port"], 18789);
@@ -127,7 +135,8 @@ TEST_F(HeadlessInstall, SecondInstallReplacesTheTreeAndReloadsTheJobs) {
     EXPECT_FALSE(fs::exists(pellixDir() + "/left-from-first-run.txt"));
     const std::string calls = test::readFile(fakeBin + "/calls.log");
     std::size_t bootstraps = 0;
-    for (auto at = calls.find("bootstrap"); at != std::string::npos; at = calls.find("bootstrap", at + 1)) {
+    for (auto at = calls.find("bootstrap"); at != std::string::npos;
+         at = calls.find("bootstrap", at + 1)) {
         ++bootstraps;
     }
     EXPECT_EQ(bootstraps, 2u);
@@ -144,8 +153,9 @@ TEST_F(HeadlessInstall, MissingOpenClawStopsWithTheDocumentationHint) {
               "OpenClaw must be installed first. Visit docs.openclaw.ai for setup instructions.");
     EXPECT_EQ(statuses(summary)[0], "failed");
     EXPECT_EQ(statuses(summary)[1], "pending");
-    EXPECT_EQ(last.err, "Installation failed: OpenClaw must be installed first. Visit "
-                        "docs.openclaw.ai for setup instructions.\n");
+    EXPECT_EQ(last.err,
+              "Installation failed: OpenClaw must be installed first. Visit "
+              "docs.openclaw.ai for setup instructions.\n");
 }
 
 TEST_F(HeadlessInstall, NoWorkspaceStopsOnTheSecondRow) {
@@ -154,14 +164,16 @@ TEST_F(HeadlessInstall, NoWorkspaceStopsOnTheSecondRow) {
     EXPECT_EQ(last.exitStatus, 1);
     EXPECT_EQ(summary["progress"], 2.0 / 11.0);
     EXPECT_EQ(summary["steps"][1]["detail"], "No workspace-* directory found");
-    EXPECT_EQ(summary["errorMessage"], "No OpenClaw workspace found. Create one first: openclaw init");
+    EXPECT_EQ(summary["errorMessage"],
+              "No OpenClaw workspace found. Create one first: openclaw init");
 }
 
 TEST_F(HeadlessInstall, InstallerWithoutBundleAndNoEarlierInstallStops) {
     const json summary = runJson({}, false);
     EXPECT_EQ(last.exitStatus, 1);
     EXPECT_EQ(summary["progress"], 3.0 / 11.0);
-    EXPECT_EQ(summary["errorMessage"], "Pellix agent files not found. Place them at " + pellixDir() +
+    EXPECT_EQ(summary["errorMessage"], "Pellix agent files not found. Place them at " +
+                                           pellixDir() +
                                            " or rebuild the installer with the bundle.");
 }
 
@@ -203,7 +215,8 @@ TEST_F(HeadlessInstall, ServiceThatDoesNotLoadEndsWithFilesOk) {
     test::writeFile(fakeBin + "/fail-bootstrap", "");
     const json summary = runJson();
     EXPECT_EQ(last.exitStatus, 0);
-    EXPECT_EQ(summary["steps"][7]["detail"], "Service installed but may need login/restart to activate");
+    EXPECT_EQ(summary["steps"][7]["detail"],
+              "Service installed but may need login/restart to activate");
     EXPECT_EQ(summary["steps"][10]["detail"], "Files OK, service may need restart");
 }
 

@@ -28,14 +28,17 @@ InstalledCopy::InstalledCopy(const std::string& root, bool bundle)
     if (bundle) writeSampleAgent(bundleDir());
 }
 
-std::string InstalledCopy::bundleDir() const { return root_ + "/share/pellix-installer/pellix-bundle"; }
+std::string InstalledCopy::bundleDir() const {
+    return root_ + "/share/pellix-installer/pellix-bundle";
+}
 
 void leadChildPathWith(const std::string& home, const std::string& fakeBin) {
     writeFile(home + "/.zshenv", "export PATH=" + quoted(fakeBin) + ":\"$PATH\"\n");
 }
 
-ProcessOutcome runInstaller(const std::string& executable, const std::vector<std::string>& arguments,
-                            const std::string& home, const std::optional<std::string>& openclawHome) {
+ProcessOutcome runInstaller(const std::string& executable,
+                            const std::vector<std::string>& arguments, const std::string& home,
+                            const std::optional<std::string>& openclawHome) {
     TempDir capture;
     std::string command = "env -i HOME=" + quoted(home) + " PATH=/usr/bin:/bin";
     if (openclawHome) command += " OPENCLAW_HOME=" + quoted(*openclawHome);

@@ -31,7 +31,8 @@ private:
 void leadChildPathWith(const std::string& home, const std::string& fakeBin);
 
 // Runs `executable arguments...` with exactly HOME, PATH and (when given) OPENCLAW_HOME set.
-ProcessOutcome runInstaller(const std::string& executable, const std::vector<std::string>& arguments,
-                            const std::string& home, const std::optional<std::string>& openclawHome);
+ProcessOutcome runInstaller(const std::string& executable,
+                            const std::vector<std::string>& arguments, const std::string& home,
+                            const std::optional<std::string>& openclawHome);
 
 }  // namespace pellix::test

@@ -20,7 +20,8 @@ TempDir::TempDir() {
 TempDir::~TempDir() {
     std::error_code error;
     // Tests make folders unreadable on purpose; give the owner its rights back before removal.
-    for (auto it = fs::recursive_directory_iterator(path_, fs::directory_options::skip_permission_denied, error);
+    for (auto it = fs::recursive_directory_iterator(
+             path_, fs::directory_options::skip_permission_denied, error);
          !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
         if (it->is_directory(error) && !it->is_symlink(error)) {
             fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, error);
@@ -37,7 +38,9 @@ std::string readFile(const std::string& path) {
     return bytes.str();
 }
 
-void makeDirs(const std::string& path) { fs::create_directories(path); }
+void makeDirs(const std::string& path) {
+    fs::create_directories(path);
+}
 
 void writeFile(const std::string& path, const std::string& bytes) {
     const fs::path target(path);
@@ -48,7 +51,8 @@ void writeFile(const std::string& path, const std::string& bytes) {
 
 std::string installFakeCommands(const std::string& folder) {
     makeDirs(folder);
-    for (const auto& entry : fs::directory_iterator(std::string(PELLIX_TEST_SUPPORT_DIR) + "/fake-bin")) {
+    for (const auto& entry :
+         fs::directory_iterator(std::string(PELLIX_TEST_SUPPORT_DIR) + "/fake-bin")) {
         fs::copy_file(entry.path(), fs::path(folder) / entry.path().filename(),
                       fs::copy_options::overwrite_existing);
     }
@@ -62,7 +66,8 @@ void writeSampleAgent(const std::string& folder) {
 }
 
 Platform testPlatform(const std::string& home, const std::string& fakeBin,
-                      std::optional<std::string> openclawHome, const std::string& resourceDirectory) {
+                      std::optional<std::string> openclawHome,
+                      const std::string& resourceDirectory) {
     Platform platform;
     platform.environment = [openclawHome](const std::string& name) -> std::optional<std::string> {
         if (name == "OPENCLAW_HOME") return openclawHome;

@@ -39,9 +39,9 @@ void writeSampleAgent(const std::string& folder);
 // A view model whose protected pipeline pieces are callable from tests.
 class TestViewModel : public InstallerViewModel {
 public:
-    using InstallerViewModel::InstallerViewModel;
     using InstallerViewModel::addToAllowlist;
     using InstallerViewModel::findPython3;
+    using InstallerViewModel::InstallerViewModel;
     using InstallerViewModel::installLaunchdService;
     using InstallerViewModel::installScheduledScanners;
     using InstallerViewModel::registerPellixAgent;

@@ -52,7 +52,9 @@ protected:
     std::string home() const { return root / "home"; }
     std::string openclawHome() const { return home() + "/.openclaw"; }
     std::string agentsFolder() const { return openclawHome() + "/workspace-main/agents"; }
-    std::string pellixDir() const { return openclawHome() + "/workspace-main/agents/pellix-unified"; }
+    std::string pellixDir() const {
+        return openclawHome() + "/workspace-main/agents/pellix-unified";
+    }
 
     Platform platform(bool withBundle = true) const {
         return test::testPlatform(home(), fakeBin, std::nullopt,
@@ -87,7 +89,8 @@ TEST_F(InstallPipeline, FreshInstallSucceedsOnEveryRow) {
         {"Installing always-on service", "Always-on service running (30s session polling)"},
         {"Installing scheduled scanners", "3 scheduled scanners active"},
         {"Restarting OpenClaw gateway", "Gateway restarted"},
-        {"Verifying installation", "All files verified, service running — Pellix is watching 🧠"},
+        {"Verifying installation",
+         "All files verified, service running — Pellix is watching 🧠"},
     };
     ASSERT_EQ(model.steps().size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -106,9 +109,9 @@ TEST_F(InstallPipeline, MissingOpenClawHomeStopsOnTheFirstRow) {
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
     EXPECT_EQ(model.steps()[0].detail, "OpenClaw not found at " + (root / "absent"));
-    EXPECT_EQ(statuses(model), std::vector<S>({S::failed, S::pending, S::pending, S::pending,
-                                               S::pending, S::pending, S::pending, S::pending,
-                                               S::pending, S::pending, S::pending}));
+    EXPECT_EQ(statuses(model),
+              std::vector<S>({S::failed, S::pending, S::pending, S::pending, S::pending, S::pending,
+                              S::pending, S::pending, S::pending, S::pending, S::pending}));
     EXPECT_DOUBLE_EQ(model.progress(), 1.0 / 11.0);
     EXPECT_EQ(model.errorMessage(),
               "OpenClaw must be installed first. Visit docs.openclaw.ai for setup instructions.");

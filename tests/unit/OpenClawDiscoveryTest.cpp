@@ -10,8 +10,8 @@ namespace pellix {
 namespace {
 
 using test::TempDir;
-using test::TestViewModel;
 using test::testPlatform;
+using test::TestViewModel;
 
 TEST(OpenClawDiscovery, DefaultsToDotOpenclawInTheHomeDirectory) {
     TempDir home;
