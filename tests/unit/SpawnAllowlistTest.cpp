@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "TestSupport.h"
@@ -35,6 +37,10 @@ protected:
     json agentsAfter(const std::string& before) {
         EXPECT_EQ(allowIn(before), kAdded);
         return json::parse(test::readFile(config_))["agents"];
+    }
+    json allowedIn(const std::string& before) {
+        EXPECT_EQ(allowIn(before), kAdded);
+        return json::parse(test::readFile(config_));
     }
     // Untouched means not rewritten at all: the same bytes in the same file.
     void expectUntouchedBy(const std::string& before, const StepResult& expected) {
@@ -195,6 +201,36 @@ TEST_F(SpawnAllowlist, SuccessfulWriteKeepsOwnerOnlyPermission) {
     EXPECT_EQ(model_.addToAllowlist(config_), kAdded);
     EXPECT_EQ(fs::status(config_).permissions() & fs::perms::mask, fs::perms(0600));
     EXPECT_EQ(std::distance(fs::directory_iterator(home_.path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(SpawnAllowlist, HostNumbersKeepTheirValues) {
+    const json written = allowedIn(
+        R"({"agents":{"list":[{"id":"main"}]},"exact":9007199254740993,"min":-9223372036854775808,"max":18446744073709551615,)"
+        R"("tenth":0.1,"huge":1e300,"half":1.5,"whole":2.0})");
+    EXPECT_TRUE(written["exact"].is_number_integer());
+    EXPECT_EQ(written["exact"].get<std::int64_t>(), 9007199254740993);
+    EXPECT_EQ(written["min"].get<std::int64_t>(), std::numeric_limits<std::int64_t>::min());
+    EXPECT_TRUE(written["max"].is_number_unsigned());
+    EXPECT_EQ(written["max"].get<std::uint64_t>(), std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(written["tenth"].get<double>(), 0.1);
+    EXPECT_EQ(written["huge"].get<double>(), 1e300);
+    EXPECT_EQ(written["half"].get<double>(), 1.5);
+    EXPECT_TRUE(written["whole"].is_number_float());
+}
+
+TEST_F(SpawnAllowlist, HostUnicodeEscapesReadBackAsTheSameText) {
+    const json written = allowedIn(
+        R"({"agents":{"list":[{"id":"main"}]},"accent":"caf\u00e9","emoji":"\ud83d\ude00"})");
+    EXPECT_EQ(written["accent"], "caf\xC3\xA9");
+    EXPECT_EQ(written["emoji"], "\xF0\x9F\x98\x80");
+}
+
+TEST_F(SpawnAllowlist, HostEmptyObjectsAndArraysStayEmpty) {
+    const json written = allowedIn(
+        R"({"agents":{"list":[{"id":"main"}]},"object":{},"array":[],"deep":{"a":[{}, []]}})");
+    EXPECT_TRUE(written["object"].is_object() && written["object"].empty());
+    EXPECT_TRUE(written["array"].is_array() && written["array"].empty());
+    EXPECT_EQ(written["deep"], json::parse(R"({"a":[{}, []]})"));
 }
 
 TEST_F(SpawnAllowlist, AllowPellixReportsWhetherTheDocumentChanged) {
