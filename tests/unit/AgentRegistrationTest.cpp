@@ -8,11 +8,16 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "steps/ConfigEdits.h"
 
 namespace pellix {
 namespace {
+
+using test::FileSizeLimit;
+using test::inodeOf;
+using test::namesIn;
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -29,42 +34,6 @@ json agentsWithEntry(std::string text) {
     if (at != std::string::npos) text.replace(at, 6, kSonnetEntry.dump());
     return json::parse(text);
 }
-
-ino_t inodeOf(const std::string& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
-}
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-// Lowers this process's file-size limit so every write past `bytes` fails with EFBIG: a write
-// failure that holds for root too, unlike permission bits.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &saved_);
-        rlimit lowered = saved_;
-        lowered.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &lowered);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &saved_);
-        std::signal(SIGXFSZ, handler_);
-    }
-
-private:
-    void (*handler_)(int);
-    rlimit saved_{};
-};
 
 class AgentRegistration : public ::testing::Test {
 protected:

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "steps/ConfigDocument.h"
 #include "steps/ConfigEdits.h"
@@ -16,16 +17,13 @@
 namespace pellix {
 namespace {
 
+using test::inodeOf;
+
 namespace fs = std::filesystem;
 using nlohmann::json;
 
 std::string nested(std::size_t levels, const std::string& inside = "") {
     return std::string(levels, '[') + inside + std::string(levels, ']');
-}
-
-ino_t inodeOf(const std::string& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
 }
 
 // The keys of every object in the order the file lists them, which the default json type would

@@ -9,11 +9,14 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "FileChecks.h"
 #include "TestSupport.h"
 #include "steps/ConfigEdits.h"
 
 namespace pellix {
 namespace {
+
+using test::inodeOf;
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -22,11 +25,6 @@ const StepResult kAdded{StepStatus::success, "Added to main agent's spawn allowl
 const StepResult kAlreadyAllowed{StepStatus::success, "Already in allowlist"};
 const StepResult kCannotRead{StepStatus::warning, "Cannot read openclaw.json for allowlist"};
 const StepResult kCannotSave{StepStatus::warning, "Failed to save allowlist change"};
-
-ino_t inodeOf(const std::string& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
-}
 
 class SpawnAllowlist : public ::testing::Test {
 protected:
@@ -179,16 +177,10 @@ TEST_F(SpawnAllowlist, ReadOnlyFolderGivesSaveWarning) {
 TEST_F(SpawnAllowlist, RefusedBytesGiveSaveWarningAndLeaveOldFileAndNoTemporary) {
     const std::string before = R"({"agents":{"list":[{"id":"main"}]}})";
     test::writeFile(config_, before);
-    rlimit saved{};
-    ::getrlimit(RLIMIT_FSIZE, &saved);
-    rlimit lowered = saved;
-    lowered.rlim_cur = 16;
-    // Past the limit a write fails with EFBIG even for root; the signal is ignored so it can.
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    ::setrlimit(RLIMIT_FSIZE, &lowered);
-    const StepResult result = model_.addToAllowlist(config_);
-    ::setrlimit(RLIMIT_FSIZE, &saved);
-    std::signal(SIGXFSZ, handler);
+    const StepResult result = [&] {
+        test::FileSizeLimit limit(16);
+        return model_.addToAllowlist(config_);
+    }();
 
     EXPECT_EQ(result, kCannotSave);
     EXPECT_EQ(test::readFile(config_), before);
