@@ -160,9 +160,11 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
     if (somethingExistsAt(bundleSource)) {
         // An earlier install is replaced, not merged: the copy runs off the UI thread because a
         // large tree takes a while.
-        const std::error_code error = co_await runBlocking(
-            platform().runBlockingJob,
-            [bundleSource, pellixDir] { return replaceWithCopy(bundleSource, pellixDir); });
+        auto copyTree = [bundleSource, pellixDir] {
+            return replaceWithCopy(bundleSource, pellixDir);
+        };
+        const std::error_code error =
+            co_await runBlocking(platform().runBlockingJob, std::move(copyTree));
         if (error) {
             stopWithError(agentFiles, error.message(),
                           "Failed to copy agent files: " + error.message());

@@ -125,6 +125,9 @@ private:
 };
 
 // Awaitable that hands a blocking job to an executor and resumes with the job's result.
+// Name the job before awaiting it (`auto job = [..] {..}; co_await runBlocking(ex,
+// std::move(job));`): GCC 12 miscompiles a capturing lambda written inside the co_await
+// expression and destroys a capture that was never constructed.
 template <typename Job>
 auto runBlocking(const Executor& executor, Job job) {
     using Result = std::invoke_result_t<Job&>;

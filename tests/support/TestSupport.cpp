@@ -62,7 +62,9 @@ std::string installFakeCommands(const std::string& folder) {
 void writeSampleAgent(const std::string& folder) {
     const fs::path sample(std::string(PELLIX_TEST_SUPPORT_DIR) + "/sample-agent");
     fs::create_directories(folder);
-    fs::copy(sample, folder, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    fs::copy(sample, folder,
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks |
+                 fs::copy_options::overwrite_existing);
 }
 
 Platform testPlatform(const std::string& home, const std::string& fakeBin,

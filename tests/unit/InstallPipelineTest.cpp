@@ -286,7 +286,7 @@ TEST_F(InstallPipeline, EveryBlockingJobGoesThroughTheExecutor) {
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
     // The copy, then which/reload/print for the service, three reloads and which for the
     // scanners, the gateway restart and the verification listing.
-    EXPECT_EQ(jobs, 11);
+    EXPECT_EQ(jobs, 10);
 }
 
 TEST_F(InstallPipeline, ChoicesReachTheRegistration) {
