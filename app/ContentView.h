@@ -1,0 +1,53 @@
+#pragma once
+// The root view: paints the dark gradient every screen shares and shows exactly one screen, the
+// one that belongs to the view model's phase. It is also the application's window. UI thread only.
+
+#include <QWidget>
+
+#include "InstallerViewModel.h"
+
+class QVBoxLayout;
+
+namespace pellix {
+
+class ModelObserver;
+class Screen;
+
+class ContentView : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit ContentView(InstallerViewModel& installer, QWidget* parent = nullptr);
+
+    // Makes this the application's window: fixed 640 x 520, titled, and on macOS with the title
+    // bar drawn over the gradient.
+    void makeApplicationWindow();
+
+    Screen* currentScreen() const { return screen_; }
+    InstallerViewModel& installer() const { return installer_; }
+
+    static constexpr int kWidth = 640;
+    static constexpr int kHeight = 520;
+    static constexpr int kPadding = 32;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void refresh();
+    bool screenIsCurrent() const;
+    Screen* makeScreen();
+
+    InstallerViewModel& installer_;
+    ModelObserver* observer_;
+    QVBoxLayout* stack_;
+    Screen* screen_ = nullptr;
+    InstallerPhase shownPhase_ = InstallerPhase::welcome;
+};
+
+// On macOS: a transparent title bar over full-size content, title hidden, dark appearance.
+// Elsewhere the window manager's frame is kept, so this does nothing.
+void hideTitleBar(QWidget* window);
+
+}  // namespace pellix

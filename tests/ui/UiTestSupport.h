@@ -1,0 +1,128 @@
+#pragma once
+// Helpers for the window's tests: a headless Qt main, widget look-up by object name, a sandbox
+// with OpenClaw, fake commands and an agent bundle, and the window assembled as the app does it.
+// Qt thread only.
+
+#include <QApplication>
+#include <QImage>
+#include <QLabel>
+#include <QPushButton>
+#include <QString>
+#include <QWidget>
+#include <QtTest>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "ContentView.h"
+#include "QtExecutor.h"
+#include "Screen.h"
+#include "TestSupport.h"
+#include "Theme.h"
+
+namespace pellix::uitest {
+
+// The tests run without a display unless a platform is chosen explicitly.
+void useHeadlessPlatformUnlessChosen();
+
+// The widget named `name` under `root`; throws (failing the test) when there is none.
+template <typename T = QWidget>
+T* must(const QObject* root, const QString& name) {
+    T* found = root->findChild<T*>(name);
+    if (found == nullptr) throw std::runtime_error("no widget named " + name.toStdString());
+    return found;
+}
+
+// Names for comparisons, so a failure prints "error" rather than a number.
+inline QString name(InstallerPhase phase) {
+    return QString::fromUtf8(toString(phase).data());
+}
+inline QString name(StepStatus status) {
+    return QString::fromUtf8(toString(status).data());
+}
+
+// An executor that never starts a job: a run stops at its first blocking job and stays there.
+Executor parkedExecutor();
+
+// Records every phase the view model enters, in order, after each change is stored.
+class PhaseLog {
+public:
+    explicit PhaseLog(InstallerViewModel& installer);
+    ~PhaseLog();
+    int count(InstallerPhase phase) const;
+    const std::vector<InstallerPhase>& phases() const { return phases_; }
+
+private:
+    InstallerViewModel& installer_;
+    InstallerViewModel::ObserverId subscription_;
+    std::vector<InstallerPhase> phases_;
+};
+
+// The one screen the window shows now; throws when there is not exactly one.
+Screen* shownScreen(ContentView& window);
+// Sends a key to whatever has focus in `window` (the window itself when nothing has).
+void pressKey(QWidget* window, Qt::Key key);
+// Runs the application's event loop, with `action` as its first event, until something quits
+// it; fails after `timeoutMs`. Returns exec()'s result.
+int runEventLoop(std::function<void()> action, int timeoutMs = 10000);
+
+// Saves `widget` as <build>/test-artifacts/<name>.png and returns the path.
+QString saveScreenshot(QWidget* widget, const QString& name);
+QColor pixelAt(QWidget* widget, QPoint point);
+// True when the two colours differ by at most `tolerance` in every channel.
+bool near(const QColor& a, const QColor& b, int tolerance = 3);
+
+// Where the install finds the agent's files: in the installer's bundle (copied on a worker
+// thread), or already in the workspace from an earlier install (no copy at all).
+enum class AgentSource { bundle, earlierInstall };
+
+// A temporary HOME holding ~/.openclaw with openclaw.json and workspace-main/agents, the fake
+// launchctl and openclaw, and the sample agent where `source` says.
+class Sandbox {
+public:
+    explicit Sandbox(bool withOpenClaw = true, AgentSource source = AgentSource::bundle);
+    Platform platform() const;
+    std::string home() const { return root_ / "home"; }
+    std::string openclawHome() const { return home() + "/.openclaw"; }
+    std::string pellixDir() const {
+        return openclawHome() + "/workspace-main/agents/pellix-unified";
+    }
+    const std::string& fakeBin() const { return fakeBin_; }
+    std::string calls() const { return test::readFile(fakeBin_ + "/calls.log"); }
+    std::string loadedJobs() const { return test::readFile(fakeBin_ + "/loaded"); }
+
+private:
+    test::TempDir root_;
+    std::string fakeBin_;
+};
+
+// The window as the application builds it: the Qt executor, one view model, the root view.
+class AppUnderTest {
+public:
+    explicit AppUnderTest(Platform platform, bool useQtExecutor = true);
+    ~AppUnderTest();
+    test::TestViewModel& installer() { return *installer_; }
+    ContentView& window() { return *window_; }
+    QtExecutor& executor() { return executor_; }
+    // Shows the window and waits until it is on screen and active.
+    bool showAndActivate();
+
+private:
+    QtExecutor executor_;
+    std::unique_ptr<test::TestViewModel> installer_;
+    std::unique_ptr<ContentView> window_;
+};
+
+}  // namespace pellix::uitest
+
+#define PELLIX_UI_TEST_MAIN(TestClass)                     \
+    int main(int argc, char** argv) {                      \
+        pellix::uitest::useHeadlessPlatformUnlessChosen(); \
+        QApplication app(argc, argv);                      \
+        QApplication::setAttribute(Qt::AA_Use96Dpi, true); \
+        pellix::theme::applyApplicationAppearance(app);    \
+        TestClass test;                                    \
+        return QTest::qExec(&test, argc, argv);            \
+    }

@@ -1,0 +1,63 @@
+#include "ErrorView.h"
+
+#include <QCoreApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include "Controls.h"
+#include "Theme.h"
+#include "WrappingLabel.h"
+
+namespace pellix {
+
+ErrorView::ErrorView(QString message, InstallerViewModel& installer, QWidget* parent)
+    : Screen(parent), message_(std::move(message)), installer_(installer) {
+    setObjectName(QStringLiteral("errorView"));
+    auto* stack = new QVBoxLayout(this);
+    stack->setContentsMargins(0, 0, 0, 0);
+    stack->setSpacing(24);
+    emblem_ = new EmojiLabel(QStringLiteral("emblem"), 72, this);
+    title_ =
+        makeLabel(QStringLiteral("title"), theme::systemFont(24, QFont::Bold), Qt::white, this);
+    messageLabel_ = makeWrappingLabel(QStringLiteral("errorMessage"), theme::systemFont(14),
+                                      theme::withOpacity(theme::color(NamedColor::red), 0.8), this);
+    messageLabel_->setContentsMargins(40, 0, 40, 0);
+
+    addFlexibleSpace(stack);
+    stack->addWidget(emblem_);
+    stack->addWidget(title_);
+    stack->addWidget(messageLabel_);
+    addFlexibleSpace(stack);
+    stack->addWidget(buildButtons());
+    refresh();
+}
+
+QWidget* ErrorView::buildButtons() {
+    auto* row = new QWidget(this);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(16);
+    tryAgainButton_ = new PushButton(QStringLiteral("tryAgainButton"), row);
+    styleButton(tryAgainButton_, ButtonLook::bordered);
+    quitButton_ = new PushButton(QStringLiteral("quitButton"), row);
+    styleButton(quitButton_, ButtonLook::borderedProminent, theme::color(NamedColor::red));
+    connect(tryAgainButton_, &QPushButton::clicked, this,
+            [this] { installer_.setPhase(InstallerPhase::welcome); });
+    connect(quitButton_, &QPushButton::clicked, this, [] { QCoreApplication::quit(); });
+    layout->addStretch(1);
+    layout->addWidget(tryAgainButton_);
+    layout->addWidget(quitButton_);
+    layout->addStretch(1);
+    return row;
+}
+
+void ErrorView::refresh() {
+    setDisplayText(emblem_, tr("\u274C"));  // cross mark
+    setDisplayText(title_, tr("Installation Failed"));
+    setDisplayText(messageLabel_, message_);
+    setDisplayText(tryAgainButton_, tr("Try Again"));
+    setDisplayText(quitButton_, tr("Quit"));
+}
+
+}  // namespace pellix

@@ -1,0 +1,38 @@
+#pragma once
+// The failure screen: the message it was built with, "Try Again" (back to the welcome screen,
+// nothing else reset) and "Quit". UI thread only.
+
+#include <QString>
+
+#include "InstallerViewModel.h"
+#include "Screen.h"
+
+class QLabel;
+class QPushButton;
+
+namespace pellix {
+
+class ErrorView : public Screen {
+    Q_OBJECT
+
+public:
+    // `message` is shown as given, never looked up as a translation; the screen never reads the
+    // view model's message itself.
+    ErrorView(QString message, InstallerViewModel& installer, QWidget* parent = nullptr);
+    void refresh() override;
+
+    const QString& message() const { return message_; }
+
+private:
+    QWidget* buildButtons();
+
+    const QString message_;
+    InstallerViewModel& installer_;
+    QLabel* emblem_;
+    QLabel* title_;
+    QLabel* messageLabel_;
+    QPushButton* tryAgainButton_;
+    QPushButton* quitButton_;
+};
+
+}  // namespace pellix

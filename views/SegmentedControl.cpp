@@ -1,0 +1,127 @@
+#include "SegmentedControl.h"
+
+#include <QButtonGroup>
+#include <QFocusEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+
+#include "Controls.h"
+#include "Theme.h"
+
+namespace pellix {
+
+namespace {
+
+QString segmentStyle() {
+    const QColor white(Qt::white);
+    return QStringLiteral(
+               "QPushButton { background: transparent; color: white; border: 2px solid "
+               "transparent; border-radius: 6px; padding: 0 6px; min-height: 16px; }"
+               "QPushButton:checked { background-color: %1; }"
+               "QPushButton:pressed { background-color: %2; }")
+               .arg(theme::css(theme::withOpacity(white, 0.28)),
+                    theme::css(theme::withOpacity(white, 0.2))) +
+           focusRingStyle();
+}
+
+}  // namespace
+
+SegmentedControl::SegmentedControl(const QString& objectName, QWidget* parent)
+    : QWidget(parent), group_(new QButtonGroup(this)) {
+    setObjectName(objectName);
+    setAttribute(Qt::WA_StyledBackground);
+    // The track is drawn by this widget; the segments only draw the selected pill on top of it.
+    setStyleSheet(QStringLiteral("QWidget#%1 { background-color: %2;"
+                                 " border-radius: 7px; }")
+                      .arg(objectName, theme::css(theme::withOpacity(QColor(Qt::white), 0.1))) +
+                  segmentStyle());
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(1, 1, 1, 1);
+    row->setSpacing(1);
+    group_->setExclusive(true);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void SegmentedControl::addSegment(const QString& tag) {
+    auto* button = new PushButton(objectName() + QLatin1Char('-') + tag, this);
+    button->setCheckable(true);
+    button->setFont(theme::systemFont(13));
+    button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    group_->addButton(button);
+    button->installEventFilter(this);
+    tags_.push_back(tag);
+    // Every segment gets the same share of the width, as the platform's control lays them out.
+    static_cast<QHBoxLayout*>(layout())->addWidget(button, 1);
+    connect(button, &QPushButton::clicked, this, [this, tag] {
+        if (onSelected) onSelected(tag);
+    });
+}
+
+void SegmentedControl::setSegmentText(const QString& tag, const QString& text) {
+    if (QPushButton* button = segment(tag)) setDisplayText(button, text);
+}
+
+void SegmentedControl::setSelectedTag(const QString& tag) {
+    QPushButton* chosen = segment(tag);
+    if (chosen != nullptr) {
+        chosen->setChecked(true);
+        return;
+    }
+    // An exclusive group always keeps one button checked; a tag outside the list checks none.
+    group_->setExclusive(false);
+    for (QAbstractButton* button : group_->buttons()) button->setChecked(false);
+    group_->setExclusive(true);
+}
+
+bool SegmentedControl::eventFilter(QObject* watched, QEvent* event) {
+    auto* button = static_cast<QPushButton*>(watched);
+    if (event->type() == QEvent::FocusIn) {
+        // Entering the control lands on the chosen segment, wherever focus last left it.
+        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+        QPushButton* chosen = checkedSegment();
+        const bool entering = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
+                              reason == Qt::ActiveWindowFocusReason;
+        if (entering && !movingFocus_ && chosen != nullptr && chosen != button) {
+            chosen->setFocus(reason);
+            return true;
+        }
+    } else if (event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        const bool back = key == Qt::Key_Left || key == Qt::Key_Up;
+        const bool forward = key == Qt::Key_Right || key == Qt::Key_Down;
+        if (back || forward) {
+            moveFocus(button, back ? -1 : +1);
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void SegmentedControl::moveFocus(QPushButton* from, int step) {
+    const QList<QAbstractButton*> buttons = group_->buttons();
+    const qsizetype next = buttons.indexOf(from) + step;
+    // Focus stops at the ends, as the platform's control does; it never wraps around.
+    if (next < 0 || next >= buttons.size()) return;
+    // A keyboard move, so the ring shows; but not an entry, so no return to the chosen segment.
+    movingFocus_ = true;
+    buttons[next]->setFocus(Qt::TabFocusReason);
+    movingFocus_ = false;
+}
+
+QPushButton* SegmentedControl::checkedSegment() const {
+    return static_cast<QPushButton*>(group_->checkedButton());
+}
+
+QString SegmentedControl::selectedTag() const {
+    for (const QString& tag : tags_) {
+        if (segment(tag)->isChecked()) return tag;
+    }
+    return {};
+}
+
+QPushButton* SegmentedControl::segment(const QString& tag) const {
+    return findChild<QPushButton*>(objectName() + QLatin1Char('-') + tag,
+                                   Qt::FindDirectChildrenOnly);
+}
+
+}  // namespace pellix

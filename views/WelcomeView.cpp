@@ -1,0 +1,160 @@
+#include "WelcomeView.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include "Controls.h"
+#include "SegmentedControl.h"
+#include "StatusGlyph.h"
+#include "Theme.h"
+
+namespace pellix {
+
+namespace {
+
+const char* const kScanTags[] = {"vigilant", "standard", "relaxed", "daily"};
+const char* const kModelTags[] = {"haiku", "sonnet", "opus"};
+
+QWidget* padded(QWidget* content, int sides) {
+    auto* box = new QWidget;
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(sides, 0, sides, 0);
+    layout->addWidget(content);
+    return box;
+}
+
+}  // namespace
+
+WelcomeView::WelcomeView(InstallerViewModel& installer, QWidget* parent)
+    : Screen(parent), installer_(installer) {
+    setObjectName(QStringLiteral("welcomeView"));
+    auto* stack = new QVBoxLayout(this);
+    stack->setContentsMargins(0, 0, 0, 0);
+    stack->setSpacing(24);
+    addFlexibleSpace(stack);
+    buildHeader(stack);
+    addFlexibleSpace(stack);
+    stack->addWidget(padded(buildChoices(), 20));
+    addFlexibleSpace(stack);
+    stack->addWidget(buildStatusLine());
+    buildInstallButton(stack);
+    refresh();
+}
+
+void WelcomeView::buildHeader(QVBoxLayout* stack) {
+    emblem_ = new EmojiLabel(QStringLiteral("emblem"), 72, this);
+    title_ =
+        makeLabel(QStringLiteral("title"), theme::systemFont(32, QFont::Bold), Qt::white, this);
+    subtitle_ = makeLabel(QStringLiteral("subtitle"), theme::systemFont(14),
+                          theme::color(NamedColor::gray), this);
+    tagline_ = makeLabel(QStringLiteral("tagline"), theme::systemFont(13),
+                         theme::color(NamedColor::secondary), this);
+    tagline_->setWordWrap(true);
+    stack->addWidget(emblem_);
+    stack->addWidget(title_);
+    stack->addWidget(subtitle_);
+    stack->addWidget(padded(tagline_, 40));
+}
+
+QWidget* WelcomeView::buildChoices() {
+    auto* block = new QWidget(this);
+    auto* column = new QVBoxLayout(block);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(12);
+    const QFont captionFont = theme::systemFont(12, QFont::DemiBold);
+    const QColor gray = theme::color(NamedColor::gray);
+
+    scanCaption_ = makeLabel(QStringLiteral("scanCaption"), captionFont, gray, block);
+    scanCaption_->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    scanPicker_ = new SegmentedControl(QStringLiteral("scanPreset"), block);
+    for (const char* tag : kScanTags) scanPicker_->addSegment(QString::fromLatin1(tag));
+    scanPicker_->onSelected = [this](const QString& tag) {
+        installer_.setScanPreset(tag.toStdString());
+    };
+
+    modelCaption_ = makeLabel(QStringLiteral("modelCaption"), captionFont, gray, block);
+    modelCaption_->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    modelPicker_ = new SegmentedControl(QStringLiteral("modelChoice"), block);
+    for (const char* tag : kModelTags) modelPicker_->addSegment(QString::fromLatin1(tag));
+    modelPicker_->onSelected = [this](const QString& tag) {
+        installer_.setModelChoice(tag.toStdString());
+    };
+
+    column->addWidget(scanCaption_);
+    column->addWidget(scanPicker_);
+    column->addSpacing(4);
+    column->addWidget(modelCaption_);
+    column->addWidget(modelPicker_);
+    return block;
+}
+
+QWidget* WelcomeView::buildStatusLine() {
+    auto* line = new QWidget(this);
+    auto* row = new QHBoxLayout(line);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(6);
+    statusIcon_ = new StatusGlyph(12, line);
+    statusIcon_->setObjectName(QStringLiteral("openclawStatusIcon"));
+    statusText_ = makeLabel(QStringLiteral("openclawStatusText"), theme::systemFont(12),
+                            theme::color(NamedColor::secondary), line);
+    row->addStretch(1);
+    row->addWidget(statusIcon_, 0, Qt::AlignVCenter);
+    row->addWidget(statusText_, 0, Qt::AlignVCenter);
+    row->addStretch(1);
+    return line;
+}
+
+void WelcomeView::buildInstallButton(QVBoxLayout* stack) {
+    installButton_ = new PushButton(QStringLiteral("installButton"), this);
+    installButton_->setFont(theme::systemFont(16, QFont::DemiBold));
+    installButton_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    connect(installButton_, &QPushButton::clicked, this, [this] { installer_.startInstall(); });
+    stack->addWidget(installButton_);
+}
+
+void WelcomeView::refresh() {
+    refreshTexts();
+    scanPicker_->setSelectedTag(QString::fromStdString(installer_.scanPreset()));
+    modelPicker_->setSelectedTag(QString::fromStdString(installer_.modelChoice()));
+    refreshOpenClawState();
+}
+
+void WelcomeView::refreshTexts() {
+    setDisplayText(emblem_, tr("\U0001F9E0"));  // brain
+    setDisplayText(title_, tr("Pellix Agent"));
+    setDisplayText(subtitle_, tr("Behavioral Drift Detection & AI Conscience"));
+    setDisplayText(tagline_, tr("Your AI says it's working. Pellix checks if that's true."));
+    setDisplayText(scanCaption_, tr("Scan Frequency"));
+    scanPicker_->setSegmentText(QStringLiteral("vigilant"), tr("Vigilant (5 min)"));
+    scanPicker_->setSegmentText(QStringLiteral("standard"), tr("Standard (15 min)"));
+    scanPicker_->setSegmentText(QStringLiteral("relaxed"), tr("Relaxed (hourly)"));
+    scanPicker_->setSegmentText(QStringLiteral("daily"), tr("Daily Digest"));
+    setDisplayText(modelCaption_, tr("AI Model"));
+    modelPicker_->setSegmentText(QStringLiteral("haiku"), tr("Haiku (~$15/mo)"));
+    modelPicker_->setSegmentText(QStringLiteral("sonnet"), tr("Sonnet (~$45/mo)"));
+    modelPicker_->setSegmentText(QStringLiteral("opus"), tr("Opus (~$150/mo)"));
+    setDisplayText(installButton_, tr("Install Pellix"));
+}
+
+void WelcomeView::refreshOpenClawState() {
+    // Read once per refresh rather than once per use, so the line and the button never disagree
+    // when OpenClaw appears or vanishes in between; nothing is kept between refreshes.
+    const bool found = installer_.openclawExists();
+    statusIcon_->setSymbol(found ? "checkmark.circle.fill" : "xmark.circle.fill",
+                           theme::color(found ? NamedColor::green : NamedColor::red));
+    statusIcon_->setAccessibleName(found ? tr("found") : tr("missing"));
+    setDisplayText(statusText_, found ? tr("OpenClaw detected") : tr("OpenClaw not found"));
+    const QColor fill = theme::color(found ? NamedColor::purple : NamedColor::gray);
+    const QString style =
+        QStringLiteral(
+            "QPushButton { background-color: %1; color: white; border-radius: 10px;"
+            " border: 2px solid transparent; padding: 10px 0; }"
+            "QPushButton:pressed { background-color: %2; }")
+            .arg(theme::css(fill), theme::css(fill.darker(120))) +
+        focusRingStyle();
+    if (installButton_->styleSheet() != style) installButton_->setStyleSheet(style);
+    installButton_->setEnabled(found);
+}
+
+}  // namespace pellix

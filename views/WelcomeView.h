@@ -1,0 +1,46 @@
+#pragma once
+// The first screen: introduces the agent, shows whether OpenClaw was found, takes the scan
+// schedule and model choices straight into the view model, and starts the install. UI thread only.
+
+#include "InstallerViewModel.h"
+#include "Screen.h"
+
+class QLabel;
+class QPushButton;
+class QVBoxLayout;
+
+namespace pellix {
+
+class SegmentedControl;
+class StatusGlyph;
+
+class WelcomeView : public Screen {
+    Q_OBJECT
+
+public:
+    explicit WelcomeView(InstallerViewModel& installer, QWidget* parent = nullptr);
+    void refresh() override;
+
+private:
+    void buildHeader(QVBoxLayout* stack);
+    QWidget* buildChoices();
+    QWidget* buildStatusLine();
+    void buildInstallButton(QVBoxLayout* stack);
+    void refreshTexts();
+    void refreshOpenClawState();
+
+    InstallerViewModel& installer_;
+    QLabel* emblem_;
+    QLabel* title_;
+    QLabel* subtitle_;
+    QLabel* tagline_;
+    QLabel* scanCaption_;
+    SegmentedControl* scanPicker_;
+    QLabel* modelCaption_;
+    SegmentedControl* modelPicker_;
+    StatusGlyph* statusIcon_;
+    QLabel* statusText_;
+    QPushButton* installButton_;
+};
+
+}  // namespace pellix
