@@ -97,6 +97,7 @@ void InstallingView::refresh() {
     const int value = int(std::lround(installer_.progress() * kProgressRange));
     progressBar_->setValue(std::clamp(value, 0, kProgressRange));
     progressBar_->setAccessibleName(tr("Progress"));
+    stepList_->setAccessibleName(tr("Installation steps"));
     refreshRows();
 }
 
