@@ -165,6 +165,20 @@ nlohmann::ordered_json summary(const InstallerViewModel& model) {
             {"steps", std::move(steps)}};
 }
 
+// The window's complete screen, in a line: what to do next, and whether some rows need a look.
+void printClosing(const std::vector<InstallStep>& steps) {
+    const auto needsALook = std::count_if(steps.begin(), steps.end(), [](const InstallStep& step) {
+        return step.status == StepStatus::warning || step.status == StepStatus::failed;
+    });
+    if (needsALook == 0) {
+        std::cout << "Pellix is watching.";
+    } else {
+        std::cout << "Pellix is installed; " << needsALook
+                  << (needsALook == 1 ? " step needs" : " steps need") << " a look (see above).";
+    }
+    std::cout << " Next: register your agents in agents/pellix-unified/ops/agent-watch-list.md\n";
+}
+
 int install(const Options& options) {
     InstallerViewModel model;
     model.setScanPreset(options.scanPreset);
@@ -187,8 +201,7 @@ int install(const Options& options) {
         std::cout << summary(model).dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
                   << '\n';
     } else if (installed) {
-        std::cout << "Pellix is watching. Next: register your agents in "
-                     "agents/pellix-unified/ops/agent-watch-list.md\n";
+        printClosing(model.steps());
     }
     if (!installed) std::cerr << "Installation failed: " << model.errorMessage() << '\n';
     return installed ? 0 : 1;

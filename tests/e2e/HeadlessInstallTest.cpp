@@ -202,6 +202,36 @@ TEST_F(HeadlessInstall, UnreadableConfigStopsAtRegistration) {
     EXPECT_EQ(test::readFile(openclawHome() + "/openclaw.json"), "{ not json");
 }
 
+TEST_F(HeadlessInstall, MarksAreColouredOnATerminal) {
+    copy.emplace(root / "app", true);
+    const auto outcome = test::runInstaller(copy->executable(), {"--headless"}, home(),
+                                            std::nullopt, {.onTerminal = true, .environment = {}});
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_NE(outcome.out.find("\033[32m✓\033[0m Detecting workspace"), std::string::npos)
+        << outcome.out;
+}
+
+TEST_F(HeadlessInstall, NoColorKeepsATerminalPlain) {
+    copy.emplace(root / "app", true);
+    const auto outcome =
+        test::runInstaller(copy->executable(), {"--headless"}, home(), std::nullopt,
+                           {.onTerminal = true, .environment = {"NO_COLOR=1"}});
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_NE(outcome.out.find("✓ Detecting workspace"), std::string::npos) << outcome.out;
+    EXPECT_EQ(outcome.out.find('\033'), std::string::npos);
+}
+
+TEST_F(HeadlessInstall, WarningsAreCountedInTheClosingLine) {
+    test::writeFile(fakeBin + "/fail-openclaw", "");
+    const test::ProcessOutcome outcome = run({});
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_NE(outcome.out.find("  ! Restarting OpenClaw gateway — Restart may need manual run\n"),
+              std::string::npos);
+    EXPECT_TRUE(outcome.out.ends_with(
+        "Pellix is installed; 1 step needs a look (see above). Next: register your agents in "
+        "agents/pellix-unified/ops/agent-watch-list.md\n"));
+}
+
 TEST_F(HeadlessInstall, PartialBundleEndsCompleteWithAWarning) {
     copy.emplace(root / "app", true);
     fs::remove(copy->bundleDir() + "/README.md");

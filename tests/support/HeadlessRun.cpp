@@ -38,13 +38,20 @@ void leadChildPathWith(const std::string& home, const std::string& fakeBin) {
 
 ProcessOutcome runInstaller(const std::string& executable,
                             const std::vector<std::string>& arguments, const std::string& home,
-                            const std::optional<std::string>& openclawHome) {
+                            const std::optional<std::string>& openclawHome,
+                            const RunOptions& options) {
     TempDir capture;
     std::string command = "env -i HOME=" + quoted(home) + " PATH=/usr/bin:/bin";
     if (openclawHome) command += " OPENCLAW_HOME=" + quoted(*openclawHome);
+    for (const std::string& variable : options.environment) command += " " + quoted(variable);
     command += " " + quoted(executable);
     for (const std::string& argument : arguments) command += " " + quoted(argument);
-    command += " </dev/null >" + quoted(capture / "out") + " 2>" + quoted(capture / "err");
+    if (options.onTerminal) {
+        command = "script -qec " + quoted(command + " 2>" + quoted(capture / "err")) + " /dev/null";
+    } else {
+        command += " 2>" + quoted(capture / "err");
+    }
+    command += " </dev/null >" + quoted(capture / "out");
     const int status = std::system(command.c_str());
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return {exitStatus, readFile(capture / "out"), readFile(capture / "err")};

@@ -30,9 +30,17 @@ private:
 // ~/.zshenv would.
 void leadChildPathWith(const std::string& home, const std::string& fakeBin);
 
+struct RunOptions {
+    // Standard output on a pseudo-terminal (through script(1)) instead of a file.
+    bool onTerminal = false;
+    // Further NAME=value pairs for the environment.
+    std::vector<std::string> environment;
+};
+
 // Runs `executable arguments...` with exactly HOME, PATH and (when given) OPENCLAW_HOME set.
 ProcessOutcome runInstaller(const std::string& executable,
                             const std::vector<std::string>& arguments, const std::string& home,
-                            const std::optional<std::string>& openclawHome);
+                            const std::optional<std::string>& openclawHome,
+                            const RunOptions& options = {});
 
 }  // namespace pellix::test
