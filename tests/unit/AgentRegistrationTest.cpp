@@ -1,15 +1,11 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "FileChecks.h"
 #include "TestSupport.h"
+#include "Unprivileged.h"
 #include "steps/ConfigEdits.h"
 
 namespace pellix {
@@ -208,11 +204,13 @@ TEST_F(AgentRegistration, TopLevelArrayCannotBeRead) {
 
 TEST_F(AgentRegistration, ReadOnlyFolderFailsToWrite) {
     test::writeFile(config_, "{}");
+    // Readable by anyone, so that only the folder's missing write bit can stop the worker.
+    fs::permissions(config_, fs::perms(0644));
     fs::permissions(home_.path(), fs::perms(0555));
-    const bool enforced = ::access(home_.path().c_str(), W_OK) != 0;
-    const StepResult result = model_.registerPellixAgent(config_);
+    if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
+    const StepResult result =
+        test::runUnprivileged([this] { return model_.registerPellixAgent(config_); });
     fs::permissions(home_.path(), fs::perms(0755));
-    if (!enforced) GTEST_SKIP() << "running as root: permission bits do not stop writes";
     EXPECT_EQ(result, (StepResult{StepStatus::failed, "Failed to write openclaw.json"}));
     EXPECT_EQ(test::readFile(config_), "{}");
     EXPECT_EQ(namesIn(home_.path()), std::vector<std::string>{"openclaw.json"});

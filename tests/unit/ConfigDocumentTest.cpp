@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <random>
 
 #include "FileChecks.h"
 #include "TestSupport.h"
+#include "Unprivileged.h"
 #include "steps/ConfigDocument.h"
 #include "steps/ConfigEdits.h"
 
@@ -49,11 +49,14 @@ protected:
         // Not EXPECT_EQ: a failure would print all fifty megabytes.
         EXPECT_TRUE(test::readFile(config_) == bytes);
     }
-    void expectUnreadableAndUntouched() {
+    using Worker = std::function<StepResult()>;
+    static StepResult runHere(const Worker& work) { return work(); }
+    // `run` calls each worker: in this process by default, or as a user without root's rights.
+    void expectUnreadableAndUntouched(StepResult (*run)(const Worker&) = runHere) {
         const ino_t inode = inodeOf(config_);
-        EXPECT_EQ(model_.registerPellixAgent(config_),
+        EXPECT_EQ(run([this] { return model_.registerPellixAgent(config_); }),
                   (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
-        EXPECT_EQ(model_.addToAllowlist(config_),
+        EXPECT_EQ(run([this] { return model_.addToAllowlist(config_); }),
                   (StepResult{StepStatus::warning, "Cannot read openclaw.json for allowlist"}));
         EXPECT_EQ(inodeOf(config_), inode);
     }
@@ -159,11 +162,11 @@ TEST_F(ConfigDocument, DirectoryInPlaceOfTheFileIsUnreadable) {
 
 TEST_F(ConfigDocument, FileWithoutReadPermissionIsUnreadable) {
     test::writeFile(config_, "{}");
+    // Open to anyone, so that only the file's own missing read bit can stop the workers.
+    fs::permissions(home_.path(), fs::perms(0755));
     fs::permissions(config_, fs::perms::none);
-    if (::access(config_.c_str(), R_OK) == 0) {
-        GTEST_SKIP() << "running as root: permission bits do not stop reads";
-    }
-    expectUnreadableAndUntouched();
+    if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
+    expectUnreadableAndUntouched(test::runUnprivileged);
     fs::permissions(config_, fs::perms(0600));
     EXPECT_EQ(test::readFile(config_), "{}");
 }

@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -11,6 +7,7 @@
 
 #include "FileChecks.h"
 #include "TestSupport.h"
+#include "Unprivileged.h"
 #include "steps/ConfigEdits.h"
 
 namespace pellix {
@@ -148,11 +145,12 @@ TEST_F(SpawnAllowlist, TopLevelArrayGivesWarning) {
 
 TEST_F(SpawnAllowlist, UnreadableFileGivesWarning) {
     test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
+    // Open to anyone, so that only the file's own missing read bit can stop the worker.
+    fs::permissions(home_.path(), fs::perms(0755));
     fs::permissions(config_, fs::perms::none);
-    if (::access(config_.c_str(), R_OK) == 0) {
-        GTEST_SKIP() << "running as root: permission bits do not stop reads";
-    }
-    EXPECT_EQ(model_.addToAllowlist(config_), kCannotRead);
+    if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
+    EXPECT_EQ(test::runUnprivileged([this] { return model_.addToAllowlist(config_); }),
+              kCannotRead);
     fs::permissions(config_, fs::perms(0600));
     EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
 }
@@ -165,11 +163,13 @@ TEST_F(SpawnAllowlist, DirectoryInPlaceOfTheFileGivesWarning) {
 
 TEST_F(SpawnAllowlist, ReadOnlyFolderGivesSaveWarning) {
     test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
+    // Readable by anyone, so that only the folder's missing write bit can stop the worker.
+    fs::permissions(config_, fs::perms(0644));
     fs::permissions(home_.path(), fs::perms(0555));
-    const bool enforced = ::access(home_.path().c_str(), W_OK) != 0;
-    const StepResult result = model_.addToAllowlist(config_);
+    if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
+    const StepResult result =
+        test::runUnprivileged([this] { return model_.addToAllowlist(config_); });
     fs::permissions(home_.path(), fs::perms(0755));
-    if (!enforced) GTEST_SKIP() << "running as root: permission bits do not stop writes";
     EXPECT_EQ(result, kCannotSave);
     EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
 }
