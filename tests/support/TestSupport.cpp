@@ -9,6 +9,22 @@
 
 namespace fs = std::filesystem;
 
+namespace pellix {
+
+void PrintTo(StepStatus status, std::ostream* out) {
+    *out << toString(status);
+}
+
+void PrintTo(const StepResult& result, std::ostream* out) {
+    *out << "{" << toString(result.status) << ", \"" << result.detail << "\"}";
+}
+
+void PrintTo(const ShellResult& result, std::ostream* out) {
+    *out << "{" << result.status << ", \"" << result.output << "\"}";
+}
+
+}  // namespace pellix
+
 namespace pellix::test {
 
 TempDir::TempDir() {

@@ -2,10 +2,20 @@
 // Helpers shared by the tests: temporary folders, whole-file access, a view model whose pipeline
 // pieces can be called one by one, and the fake commands put first on the children's PATH.
 
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "InstallerViewModel.h"
+
+namespace pellix {
+
+// Readable failure messages for the result pairs: status and text, not a byte dump.
+void PrintTo(const StepResult& result, std::ostream* out);
+void PrintTo(const ShellResult& result, std::ostream* out);
+void PrintTo(StepStatus status, std::ostream* out);
+
+}  // namespace pellix
 
 namespace pellix::test {
 
