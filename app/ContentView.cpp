@@ -54,8 +54,9 @@ void ContentView::refresh() {
     screen_ = makeScreen();
     shownPhase_ = installer_.phase();
     stack_->addWidget(screen_);
-    // A child added to a visible window would only appear at the next turn of the event loop.
-    screen_->show();
+    // A child added to a visible window would only appear at the next turn of the event loop. A
+    // window not shown yet shows it along with itself, laid out once, at the window's own size.
+    if (isVisible()) screen_->show();
 }
 
 bool ContentView::screenIsCurrent() const {

@@ -3,22 +3,27 @@
 #include <QApplication>
 
 #include "ContentView.h"
+#include "FontConfigWarmUp.h"
 #include "QtExecutor.h"
 #include "Theme.h"
 
 namespace pellix {
 
-int runWindow(int& argc, char** argv) {
+int runWindow(int& argc, char** argv, const WindowRunHooks& hooks) {
+    // Started before anything else, so that it runs alongside the connection to the display.
+    FontConfigWarmUp fonts;
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Pellix Installer"));
     theme::applyApplicationAppearance(app);
 
     QtExecutor executor;
-    Platform platform;
+    Platform platform = hooks.platform ? *hooks.platform : Platform{};
     platform.runBlockingJob = executor.executor();
     InstallerViewModel installer(std::move(platform));
     ContentView window(installer);
     window.makeApplicationWindow();
+    if (hooks.beforeShow) hooks.beforeShow(window, installer);
+    FontConfigWarmUp::waitUntilLoaded();
     window.show();
 
     const int status = QApplication::exec();

@@ -1,6 +1,6 @@
 // The process the window benchmark starts and measures. One mode per run:
-//   --real     the installer's window as runWindow builds it: prints the monotonic time (ns) at its
-//              first painted frame, then quits
+//   --real     the installer's window, started by runWindow as the application starts it: prints
+//              the monotonic time (ns) at its first painted frame, then quits
 //   --bare     a bare Qt Widgets window of the same size, measured the same way
 //   --install  the real window through a whole install with fakes that answer at once: prints the
 //              largest gap (ms) between ticks of a 1 ms timer, then quits
@@ -9,15 +9,15 @@
 #include <QElapsedTimer>
 #include <QTimer>
 #include <QWidget>
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <string>
 
 #include "ContentView.h"
-#include "QtExecutor.h"
+#include "PellixInstallerApp.h"
 #include "TestSupport.h"
-#include "Theme.h"
 
 namespace {
 
@@ -45,37 +45,78 @@ private:
     bool seen_ = false;
 };
 
-int measureFirstPaint(QWidget& window) {
+int measureBareWindow(int& argc, char** argv) {
+    QApplication app(argc, argv);
+    QWidget window;
+    window.setFixedSize(640, 520);
     FirstPaint probe;
     window.installEventFilter(&probe);
     window.show();
     return QApplication::exec();
 }
 
-int installWithGapTimer(pellix::InstallerViewModel& installer, pellix::QtExecutor& executor) {
-    QElapsedTimer clock;
-    qint64 last = 0;
-    qint64 largest = 0;
-    QTimer ticker;
-    ticker.setInterval(1);
-    QObject::connect(&ticker, &QTimer::timeout, [&] {
-        const qint64 now = clock.elapsed();
-        largest = std::max(largest, now - last);
-        last = now;
-        const auto phase = installer.phase();
-        if (phase == pellix::InstallerPhase::complete || phase == pellix::InstallerPhase::error) {
-            QCoreApplication::quit();
-        }
-    });
-    QTimer::singleShot(0, [&] {
-        clock.start();
-        ticker.start();
-        installer.startInstall();
-    });
-    const int status = QApplication::exec();
-    executor.shutDown();
-    std::printf("%lld %s\n", static_cast<long long>(largest),
-                installer.phase() == pellix::InstallerPhase::complete ? "complete" : "error");
+int measureRealWindow(int& argc, char** argv) {
+    FirstPaint probe;
+    pellix::WindowRunHooks hooks;
+    hooks.beforeShow = [&probe](pellix::ContentView& window, pellix::InstallerViewModel&) {
+        window.installEventFilter(&probe);
+    };
+    return pellix::runWindow(argc, argv, hooks);
+}
+
+// Ticks every millisecond from the first turn of the event loop, starts the install and ends the
+// loop when it is over.
+class GapTimer {
+public:
+    void start(pellix::InstallerViewModel& installer) {
+        QObject::connect(&ticker_, &QTimer::timeout, [this, &installer] {
+            const qint64 now = clock_.elapsed();
+            largest_ = std::max(largest_, now - last_);
+            last_ = now;
+            const auto phase = installer.phase();
+            if (phase == pellix::InstallerPhase::complete ||
+                phase == pellix::InstallerPhase::error) {
+                completed_ = phase == pellix::InstallerPhase::complete;
+                ticker_.stop();
+                QCoreApplication::quit();
+            }
+        });
+        QTimer::singleShot(0, [this, &installer] {
+            clock_.start();
+            ticker_.start(1);
+            installer.startInstall();
+        });
+    }
+    qint64 largest() const { return largest_; }
+    bool completed() const { return completed_; }
+
+private:
+    QElapsedTimer clock_;
+    QTimer ticker_;
+    qint64 last_ = 0;
+    qint64 largest_ = 0;
+    bool completed_ = false;
+};
+
+int measureInstall(int& argc, char** argv) {
+    pellix::test::TempDir root;
+    const std::string home = root / "home";
+    pellix::test::makeDirs(home + "/.openclaw/workspace-main/agents");
+    pellix::test::writeFile(home + "/.openclaw/openclaw.json", R"({"agents": {}})");
+    pellix::test::writeSampleAgent(root / "resources/pellix-bundle");
+    const std::string fakeBin = pellix::test::installFakeCommands(root / "bin");
+
+    std::unique_ptr<GapTimer> gaps;
+    pellix::WindowRunHooks hooks;
+    hooks.platform = pellix::test::testPlatform(home, fakeBin, std::nullopt, root / "resources");
+    hooks.beforeShow = [&gaps](pellix::ContentView&, pellix::InstallerViewModel& installer) {
+        // Made once the application exists: a timer belongs to the thread of its event loop.
+        gaps = std::make_unique<GapTimer>();
+        gaps->start(installer);
+    };
+    const int status = pellix::runWindow(argc, argv, hooks);
+    std::printf("%lld %s\n", static_cast<long long>(gaps->largest()),
+                gaps->completed() ? "complete" : "error");
     return status;
 }
 
@@ -83,34 +124,7 @@ int installWithGapTimer(pellix::InstallerViewModel& installer, pellix::QtExecuto
 
 int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "--real";
-    QApplication app(argc, argv);
-    if (mode == "--bare") {
-        QWidget window;
-        window.setFixedSize(640, 520);
-        return measureFirstPaint(window);
-    }
-
-    QApplication::setApplicationName(QStringLiteral("Pellix Installer"));
-    pellix::theme::applyApplicationAppearance(app);
-    pellix::QtExecutor executor;
-    std::unique_ptr<pellix::test::TempDir> root;
-    pellix::Platform platform;
-    if (mode == "--install") {
-        root = std::make_unique<pellix::test::TempDir>();
-        const std::string home = *root / "home";
-        pellix::test::makeDirs(home + "/.openclaw/workspace-main/agents");
-        pellix::test::writeFile(home + "/.openclaw/openclaw.json", R"({"agents": {}})");
-        pellix::test::writeSampleAgent(*root / "resources/pellix-bundle");
-        const std::string fakeBin = pellix::test::installFakeCommands(*root / "bin");
-        platform = pellix::test::testPlatform(home, fakeBin, std::nullopt, *root / "resources");
-    }
-    platform.runBlockingJob = executor.executor();
-    pellix::InstallerViewModel installer(std::move(platform));
-    pellix::ContentView window(installer);
-    window.makeApplicationWindow();
-    if (mode == "--install") {
-        window.show();
-        return installWithGapTimer(installer, executor);
-    }
-    return measureFirstPaint(window);
+    if (mode == "--bare") return measureBareWindow(argc, argv);
+    if (mode == "--install") return measureInstall(argc, argv);
+    return measureRealWindow(argc, argv);
 }

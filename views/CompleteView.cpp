@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "Controls.h"
+#include "EmojiLabel.h"
 #include "Theme.h"
 
 namespace pellix {
@@ -67,7 +68,7 @@ QWidget* CompleteView::buildLayers() {
     return block;
 }
 
-QWidget* CompleteView::buildLayerColumn(const QString& name, QLabel*& icon, QLabel*& title,
+QWidget* CompleteView::buildLayerColumn(const QString& name, EmojiLabel*& icon, QLabel*& title,
                                         QLabel*& detail) {
     auto* box = new QWidget(this);
     box->setObjectName(name);
@@ -77,7 +78,9 @@ QWidget* CompleteView::buildLayerColumn(const QString& name, QLabel*& icon, QLab
                       Qt::white, box);
     detail = makeLabel(name + QStringLiteral("Detail"), theme::systemFont(11),
                        theme::color(NamedColor::gray), box);
-    for (QLabel* text : {icon, title, detail}) layout->addWidget(text);
+    layout->addWidget(icon);
+    layout->addWidget(title);
+    layout->addWidget(detail);
     return box;
 }
 
@@ -94,13 +97,13 @@ QWidget* CompleteView::buildNextStep() {
 }
 
 void CompleteView::refresh() {
-    setDisplayText(emblem_, tr("\u2705"));  // check mark button
+    emblem_->setEmoji(tr("\u2705"));  // check mark button
     setDisplayText(title_, tr("Pellix is Watching"));
     setDisplayText(layersIntro_, tr("Two protection layers are now active:"));
-    setDisplayText(guardIcon_, tr("\U0001F441\uFE0F"));  // eye, emoji presentation
+    guardIcon_->setEmoji(tr("\U0001F441\uFE0F"));  // eye, emoji presentation
     setDisplayText(guardName_, tr("Session Guard"));
     setDisplayText(guardDetail_, tr("Every 30 seconds"));
-    setDisplayText(scannerIcon_, tr("\U0001F9E0"));  // brain
+    scannerIcon_->setEmoji(tr("\U0001F9E0"));  // brain
     setDisplayText(scannerName_, tr("Drift Scanner"));
     setDisplayText(scannerDetail_, tr("AI-powered analysis"));
     setDisplayText(nextStep_, tr("Next: Register your agents in the watch list"));

@@ -7,10 +7,12 @@
 #include "Screen.h"
 
 class QLabel;
-class QPushButton;
 class QVBoxLayout;
 
 namespace pellix {
+
+class EmojiLabel;
+class PushButton;
 
 class CompleteView : public Screen {
     Q_OBJECT
@@ -21,22 +23,23 @@ public:
 
 private:
     QWidget* buildLayers();
-    QWidget* buildLayerColumn(const QString& name, QLabel*& icon, QLabel*& title, QLabel*& detail);
+    QWidget* buildLayerColumn(const QString& name, EmojiLabel*& icon, QLabel*& title,
+                              QLabel*& detail);
     QWidget* buildNextStep();
 
-    QLabel* emblem_;
+    EmojiLabel* emblem_;
     QLabel* title_;
     QLabel* layersIntro_;
-    QLabel* guardIcon_;
+    EmojiLabel* guardIcon_;
     QLabel* guardName_;
     QLabel* guardDetail_;
-    QLabel* scannerIcon_;
+    EmojiLabel* scannerIcon_;
     QLabel* scannerName_;
     QLabel* scannerDetail_;
     QLabel* nextStep_;
     QLabel* watchListPath_;
     QLabel* firstScan_;
-    QPushButton* doneButton_;
+    PushButton* doneButton_;
 };
 
 }  // namespace pellix

@@ -6,7 +6,8 @@
 #include <QColor>
 #include <QFont>
 #include <QLabel>
-#include <QPushButton>
+
+#include "PushButton.h"
 
 class QBoxLayout;
 
@@ -14,54 +15,16 @@ namespace pellix {
 
 class WrappingLabel;
 
-// A push button that Return and Enter press as well as Space, as keyboard users expect of every
-// button on a screen without a default button. Its focus ring shows only when the keyboard moved
-// focus to it, as on macOS, where a click never leaves a ring behind.
-class PushButton : public QPushButton {
-    Q_OBJECT
-
-public:
-    explicit PushButton(const QString& objectName, QWidget* parent = nullptr);
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
-    void focusInEvent(QFocusEvent* event) override;
-    void focusOutEvent(QFocusEvent* event) override;
-
-private:
-    void showFocusRing(bool shown);
-};
-
-// Style-sheet selector for a button whose focus ring is showing.
-inline constexpr const char* kFocusRingSelector = "QPushButton[focusRing=\"true\"]";
-
-// An emoji set in the colour emoji font. Its line is as tall as the font's, whichever font the
-// emoji falls back to, and may give up its leading (down to the em square) when space is short.
-class EmojiLabel : public QLabel {
-    Q_OBJECT
-
-public:
-    EmojiLabel(const QString& objectName, int pixelSize, QWidget* parent = nullptr);
-    QSize sizeHint() const override;
-    QSize minimumSizeHint() const override;
-
-private:
-    int pixelSize_;
-};
-
 enum class ButtonLook { bordered, borderedProminent };
 
 // A bordered button with the platform's regular metrics; a prominent one is filled with `tint`.
-void styleButton(QPushButton* button, ButtonLook look, const QColor& tint = {});
+void styleButton(PushButton* button, ButtonLook look, const QColor& tint = {});
 
 // Plain-text labels, centred unless realigned. The wrapping kind breaks long words too.
 QLabel* makeLabel(const QString& objectName, const QFont& font, const QColor& color,
                   QWidget* parent);
 WrappingLabel* makeWrappingLabel(const QString& objectName, const QFont& font, const QColor& color,
                                  QWidget* parent);
-
-// The style-sheet rule that draws a showing focus ring as the button's border.
-QString focusRingStyle();
 
 // Sets a label's or button's text and the accessible name that screen readers announce for it.
 void setDisplayText(QLabel* label, const QString& text);

@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "Controls.h"
+#include "EmojiLabel.h"
 #include "Theme.h"
 #include "WrappingLabel.h"
 
@@ -53,7 +54,7 @@ QWidget* ErrorView::buildButtons() {
 }
 
 void ErrorView::refresh() {
-    setDisplayText(emblem_, tr("\u274C"));  // cross mark
+    emblem_->setEmoji(tr("\u274C"));  // cross mark
     setDisplayText(title_, tr("Installation Failed"));
     setDisplayText(messageLabel_, message_);
     setDisplayText(tryAgainButton_, tr("Try Again"));

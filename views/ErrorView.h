@@ -8,9 +8,11 @@
 #include "Screen.h"
 
 class QLabel;
-class QPushButton;
 
 namespace pellix {
+
+class EmojiLabel;
+class PushButton;
 
 class ErrorView : public Screen {
     Q_OBJECT
@@ -28,11 +30,11 @@ private:
 
     const QString message_;
     InstallerViewModel& installer_;
-    QLabel* emblem_;
+    EmojiLabel* emblem_;
     QLabel* title_;
     QLabel* messageLabel_;
-    QPushButton* tryAgainButton_;
-    QPushButton* quitButton_;
+    PushButton* tryAgainButton_;
+    PushButton* quitButton_;
 };
 
 }  // namespace pellix

@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "Controls.h"
+#include "EmojiLabel.h"
 #include "StepRow.h"
 #include "Theme.h"
 
@@ -92,7 +93,7 @@ QWidget* InstallingView::buildStepList() {
 }
 
 void InstallingView::refresh() {
-    setDisplayText(emblem_, tr("\U0001F9E0"));  // brain
+    emblem_->setEmoji(tr("\U0001F9E0"));  // brain
     setDisplayText(heading_, tr("Installing Pellix..."));
     const int value = int(std::lround(installer_.progress() * kProgressRange));
     progressBar_->setValue(std::clamp(value, 0, kProgressRange));

@@ -18,6 +18,7 @@ class QVBoxLayout;
 
 namespace pellix {
 
+class EmojiLabel;
 class StepRow;
 
 class InstallingView : public Screen {
@@ -38,7 +39,7 @@ private:
     void refreshRows();
 
     InstallerViewModel& installer_;
-    QLabel* emblem_;
+    EmojiLabel* emblem_;
     QLabel* heading_;
     QProgressBar* progressBar_;
     QScrollArea* stepList_;

@@ -4,6 +4,7 @@
 #include <QFocusEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
+#include <QPainter>
 
 #include "Controls.h"
 #include "Theme.h"
@@ -12,16 +13,16 @@ namespace pellix {
 
 namespace {
 
-QString segmentStyle() {
+ButtonFace segmentFace() {
     const QColor white(Qt::white);
-    return QStringLiteral(
-               "QPushButton { background: transparent; color: white; border: 2px solid "
-               "transparent; border-radius: 6px; padding: 0 6px; min-height: 16px; }"
-               "QPushButton:checked { background-color: %1; }"
-               "QPushButton:pressed { background-color: %2; }")
-               .arg(theme::css(theme::withOpacity(white, 0.28)),
-                    theme::css(theme::withOpacity(white, 0.2))) +
-           focusRingStyle();
+    ButtonFace face;
+    face.fill = Qt::transparent;
+    face.checkedFill = theme::withOpacity(white, 0.28);
+    face.pressedFill = theme::withOpacity(white, 0.2);
+    face.cornerRadius = 6;
+    face.horizontalPadding = 6;
+    face.minimumText = QSize(0, 16);
+    return face;
 }
 
 }  // namespace
@@ -29,12 +30,6 @@ QString segmentStyle() {
 SegmentedControl::SegmentedControl(const QString& objectName, QWidget* parent)
     : QWidget(parent), group_(new QButtonGroup(this)) {
     setObjectName(objectName);
-    setAttribute(Qt::WA_StyledBackground);
-    // The track is drawn by this widget; the segments only draw the selected pill on top of it.
-    setStyleSheet(QStringLiteral("QWidget#%1 { background-color: %2;"
-                                 " border-radius: 7px; }")
-                      .arg(objectName, theme::css(theme::withOpacity(QColor(Qt::white), 0.1))) +
-                  segmentStyle());
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(1, 1, 1, 1);
     row->setSpacing(1);
@@ -45,6 +40,7 @@ SegmentedControl::SegmentedControl(const QString& objectName, QWidget* parent)
 void SegmentedControl::addSegment(const QString& tag) {
     auto* button = new PushButton(objectName() + QLatin1Char('-') + tag, this);
     button->setCheckable(true);
+    button->setFace(segmentFace());
     button->setFont(theme::systemFont(13));
     button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     group_->addButton(button);
@@ -71,6 +67,13 @@ void SegmentedControl::setSelectedTag(const QString& tag) {
     group_->setExclusive(false);
     for (QAbstractButton* button : group_->buttons()) button->setChecked(false);
     group_->setExclusive(true);
+}
+
+void SegmentedControl::paintEvent(QPaintEvent*) {
+    // The track; the segments only draw the selected pill on top of it.
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillPath(roundedOutline(rect(), 0, 7), theme::withOpacity(QColor(Qt::white), 0.1));
 }
 
 bool SegmentedControl::eventFilter(QObject* watched, QEvent* event) {

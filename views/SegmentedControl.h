@@ -31,6 +31,7 @@ public:
     std::function<void(const QString&)> onSelected;
 
 protected:
+    void paintEvent(QPaintEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:

@@ -5,6 +5,7 @@
 #include <QVBoxLayout>
 
 #include "Controls.h"
+#include "EmojiLabel.h"
 #include "SegmentedControl.h"
 #include "StatusGlyph.h"
 #include "Theme.h"
@@ -121,7 +122,7 @@ void WelcomeView::refresh() {
 }
 
 void WelcomeView::refreshTexts() {
-    setDisplayText(emblem_, tr("\U0001F9E0"));  // brain
+    emblem_->setEmoji(tr("\U0001F9E0"));  // brain
     setDisplayText(title_, tr("Pellix Agent"));
     setDisplayText(subtitle_, tr("Behavioral Drift Detection & AI Conscience"));
     setDisplayText(tagline_, tr("Your AI says it's working. Pellix checks if that's true."));
@@ -145,15 +146,13 @@ void WelcomeView::refreshOpenClawState() {
                            theme::color(found ? NamedColor::green : NamedColor::red));
     statusIcon_->setAccessibleName(found ? tr("found") : tr("missing"));
     setDisplayText(statusText_, found ? tr("OpenClaw detected") : tr("OpenClaw not found"));
-    const QColor fill = theme::color(found ? NamedColor::purple : NamedColor::gray);
-    const QString style =
-        QStringLiteral(
-            "QPushButton { background-color: %1; color: white; border-radius: 10px;"
-            " border: 2px solid transparent; padding: 10px 0; }"
-            "QPushButton:pressed { background-color: %2; }")
-            .arg(theme::css(fill), theme::css(fill.darker(120))) +
-        focusRingStyle();
-    if (installButton_->styleSheet() != style) installButton_->setStyleSheet(style);
+    ButtonFace face;
+    face.fill = theme::color(found ? NamedColor::purple : NamedColor::gray);
+    face.checkedFill = face.fill;
+    face.pressedFill = face.fill.darker(120);
+    face.cornerRadius = 10;
+    face.verticalPadding = 10;
+    installButton_->setFace(face);
     installButton_->setEnabled(found);
 }
 

@@ -6,11 +6,12 @@
 #include "Screen.h"
 
 class QLabel;
-class QPushButton;
 class QVBoxLayout;
 
 namespace pellix {
 
+class EmojiLabel;
+class PushButton;
 class SegmentedControl;
 class StatusGlyph;
 
@@ -30,7 +31,7 @@ private:
     void refreshOpenClawState();
 
     InstallerViewModel& installer_;
-    QLabel* emblem_;
+    EmojiLabel* emblem_;
     QLabel* title_;
     QLabel* subtitle_;
     QLabel* tagline_;
@@ -40,7 +41,7 @@ private:
     SegmentedControl* modelPicker_;
     StatusGlyph* statusIcon_;
     QLabel* statusText_;
-    QPushButton* installButton_;
+    PushButton* installButton_;
 };
 
 }  // namespace pellix
