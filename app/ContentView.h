@@ -23,7 +23,6 @@ public:
     // bar drawn over the gradient.
     void makeApplicationWindow();
 
-    Screen* currentScreen() const { return screen_; }
     InstallerViewModel& installer() const { return installer_; }
 
     static constexpr int kWidth = 640;

@@ -45,7 +45,6 @@ void SegmentedControl::addSegment(const QString& tag) {
     button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     group_->addButton(button);
     button->installEventFilter(this);
-    tags_.push_back(tag);
     // Every segment gets the same share of the width, as the platform's control lays them out.
     static_cast<QHBoxLayout*>(layout())->addWidget(button, 1);
     connect(button, &QPushButton::clicked, this, [this, tag] {
@@ -113,13 +112,6 @@ void SegmentedControl::moveFocus(QPushButton* from, int step) {
 
 QPushButton* SegmentedControl::checkedSegment() const {
     return static_cast<QPushButton*>(group_->checkedButton());
-}
-
-QString SegmentedControl::selectedTag() const {
-    for (const QString& tag : tags_) {
-        if (segment(tag)->isChecked()) return tag;
-    }
-    return {};
 }
 
 QPushButton* SegmentedControl::segment(const QString& tag) const {

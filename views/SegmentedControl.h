@@ -24,8 +24,6 @@ public:
     void setSegmentText(const QString& tag, const QString& text);
     // Checks the segment of `tag`, or none when no segment has that tag.
     void setSelectedTag(const QString& tag);
-    QString selectedTag() const;
-    QPushButton* segment(const QString& tag) const;
 
     // Called with the tag of a segment the user chose.
     std::function<void(const QString&)> onSelected;
@@ -35,11 +33,11 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    QPushButton* segment(const QString& tag) const;
     QPushButton* checkedSegment() const;
     void moveFocus(QPushButton* from, int step);
 
     QButtonGroup* group_;
-    std::vector<QString> tags_;
     bool movingFocus_ = false;
 };
 
