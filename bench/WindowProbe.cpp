@@ -16,8 +16,8 @@
 #include <string>
 
 #include "ContentView.h"
+#include "InstallSandbox.h"
 #include "PellixInstallerApp.h"
-#include "TestSupport.h"
 
 namespace {
 
@@ -99,16 +99,11 @@ private:
 };
 
 int measureInstall(int& argc, char** argv) {
-    pellix::test::TempDir root;
-    const std::string home = root / "home";
-    pellix::test::makeDirs(home + "/.openclaw/workspace-main/agents");
-    pellix::test::writeFile(home + "/.openclaw/openclaw.json", R"({"agents": {}})");
-    pellix::test::writeSampleAgent(root / "resources/pellix-bundle");
-    const std::string fakeBin = pellix::test::installFakeCommands(root / "bin");
+    const pellix::test::Sandbox sandbox;
 
     std::unique_ptr<GapTimer> gaps;
     pellix::WindowRunHooks hooks;
-    hooks.platform = pellix::test::testPlatform(home, fakeBin, std::nullopt, root / "resources");
+    hooks.platform = sandbox.platform();
     hooks.beforeShow = [&gaps](pellix::ContentView&, pellix::InstallerViewModel& installer) {
         // Made once the application exists: a timer belongs to the thread of its event loop.
         gaps = std::make_unique<GapTimer>();

@@ -72,24 +72,6 @@ int runEventLoop(std::function<void()> action, int timeoutMs) {
     return status;
 }
 
-Sandbox::Sandbox(bool withOpenClaw, AgentSource source) {
-    if (withOpenClaw) {
-        test::makeDirs(openclawHome() + "/workspace-main/agents");
-        test::writeFile(openclawHome() + "/openclaw.json",
-                        R"({"agents": {"list": [{"id": "main", "model": "x"}]}})");
-    } else {
-        test::makeDirs(home());
-    }
-    fakeBin_ = test::installFakeCommands(root_ / "fakebin");
-    test::makeDirs(root_ / "resources");
-    if (source == AgentSource::bundle) test::writeSampleAgent(root_ / "resources/pellix-bundle");
-    if (source == AgentSource::earlierInstall && withOpenClaw) test::writeSampleAgent(pellixDir());
-}
-
-Platform Sandbox::platform() const {
-    return test::testPlatform(home(), fakeBin_, std::nullopt, root_ / "resources");
-}
-
 AppUnderTest::AppUnderTest(Platform platform, bool useQtExecutor) {
     if (useQtExecutor) platform.runBlockingJob = executor_.executor();
     installer_ = std::make_unique<test::TestViewModel>(std::move(platform));

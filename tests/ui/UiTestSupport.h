@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ContentView.h"
+#include "InstallSandbox.h"
 #include "QtExecutor.h"
 #include "Screen.h"
 #include "TestSupport.h"
@@ -74,29 +75,8 @@ QColor pixelAt(QWidget* widget, QPoint point);
 // True when the two colours differ by at most `tolerance` in every channel.
 bool near(const QColor& a, const QColor& b, int tolerance = 3);
 
-// Where the install finds the agent's files: in the installer's bundle (copied on a worker
-// thread), or already in the workspace from an earlier install (no copy at all).
-enum class AgentSource { bundle, earlierInstall };
-
-// A temporary HOME holding ~/.openclaw with openclaw.json and workspace-main/agents, the fake
-// launchctl and openclaw, and the sample agent where `source` says.
-class Sandbox {
-public:
-    explicit Sandbox(bool withOpenClaw = true, AgentSource source = AgentSource::bundle);
-    Platform platform() const;
-    std::string home() const { return root_ / "home"; }
-    std::string openclawHome() const { return home() + "/.openclaw"; }
-    std::string pellixDir() const {
-        return openclawHome() + "/workspace-main/agents/pellix-unified";
-    }
-    const std::string& fakeBin() const { return fakeBin_; }
-    std::string calls() const { return test::readFile(fakeBin_ + "/calls.log"); }
-    std::string loadedJobs() const { return test::readFile(fakeBin_ + "/loaded"); }
-
-private:
-    test::TempDir root_;
-    std::string fakeBin_;
-};
+using test::AgentSource;
+using test::Sandbox;
 
 // The window as the application builds it: the Qt executor, one view model, the root view.
 class AppUnderTest {

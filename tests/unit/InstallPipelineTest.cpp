@@ -3,6 +3,7 @@
 #include <deque>
 #include <filesystem>
 
+#include "InstallSandbox.h"
 #include "TestSupport.h"
 
 namespace fs = std::filesystem;
@@ -10,10 +11,7 @@ namespace fs = std::filesystem;
 namespace pellix {
 namespace {
 
-using test::TempDir;
 using test::TestViewModel;
-
-constexpr const char* kHostConfig = R"({"agents": {"list": [{"id": "main"}]}})";
 
 // Holds each blocking job until the test lets it run, to look at the state in between.
 class ManualExecutor {
@@ -42,23 +40,16 @@ private:
 
 class InstallPipeline : public ::testing::Test {
 protected:
-    void SetUp() override {
-        test::makeDirs(agentsFolder());
-        test::writeFile(openclawHome() + "/openclaw.json", kHostConfig);
-        test::writeSampleAgent(root / "resources/pellix-bundle");
-        fakeBin = test::installFakeCommands(root / "bin");
-    }
-
-    std::string home() const { return root / "home"; }
-    std::string openclawHome() const { return home() + "/.openclaw"; }
-    std::string agentsFolder() const { return openclawHome() + "/workspace-main/agents"; }
-    std::string pellixDir() const {
-        return openclawHome() + "/workspace-main/agents/pellix-unified";
-    }
+    std::string home() const { return sandbox.home(); }
+    std::string openclawHome() const { return sandbox.openclawHome(); }
+    std::string agentsFolder() const { return sandbox.agentsFolder(); }
+    std::string pellixDir() const { return sandbox.pellixDir(); }
+    std::string elsewhere(const std::string& name) const { return sandbox.root() + "/" + name; }
 
     Platform platform(bool withBundle = true) const {
-        return test::testPlatform(home(), fakeBin, std::nullopt,
-                                  withBundle ? root / "resources" : root / "no-resources");
+        Platform platform = sandbox.platform();
+        if (!withBundle) platform.resourceDirectory = elsewhere("no-resources");
+        return platform;
     }
 
     static std::vector<StepStatus> statuses(const InstallerViewModel& model) {
@@ -67,8 +58,8 @@ protected:
         return result;
     }
 
-    TempDir root;
-    std::string fakeBin;
+    test::Sandbox sandbox;
+    const std::string& fakeBin = sandbox.fakeBin();
 };
 
 using S = StepStatus;
@@ -105,10 +96,11 @@ TEST_F(InstallPipeline, FreshInstallSucceedsOnEveryRow) {
 }
 
 TEST_F(InstallPipeline, MissingOpenClawHomeStopsOnTheFirstRow) {
-    TestViewModel model(test::testPlatform(home(), fakeBin, root / "absent", root / "resources"));
+    TestViewModel model(
+        test::testPlatform(home(), fakeBin, elsewhere("absent"), sandbox.resources()));
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
-    EXPECT_EQ(model.steps()[0].detail, "OpenClaw not found at " + (root / "absent"));
+    EXPECT_EQ(model.steps()[0].detail, "OpenClaw not found at " + elsewhere("absent"));
     EXPECT_EQ(statuses(model),
               std::vector<S>({S::failed, S::pending, S::pending, S::pending, S::pending, S::pending,
                               S::pending, S::pending, S::pending, S::pending, S::pending}));
@@ -149,7 +141,7 @@ TEST_F(InstallPipeline, BundleReplacesAnEarlierInstallWhole) {
     EXPECT_EQ(model.steps()[2].detail, "Installed from app bundle");
     EXPECT_FALSE(fs::exists(pellixDir() + "/stale-only-in-old-tree.md"));
     EXPECT_EQ(test::readFile(pellixDir() + "/AGENTS.md"),
-              test::readFile(root / "resources/pellix-bundle/AGENTS.md"));
+              test::readFile(sandbox.resources() + "/pellix-bundle/AGENTS.md"));
 }
 
 TEST_F(InstallPipeline, CopyKeepsSymbolicLinksAsLinks) {
