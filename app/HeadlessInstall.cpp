@@ -180,7 +180,9 @@ void printClosing(const std::vector<InstallStep>& steps) {
 }
 
 int install(const Options& options) {
-    InstallerViewModel model;
+    Platform platform;
+    platform.notice = [](const std::string& line) { std::cerr << line << '\n' << std::flush; };
+    InstallerViewModel model(std::move(platform));
     model.setScanPreset(options.scanPreset);
     model.setModelChoice(options.modelChoice);
 

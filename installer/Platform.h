@@ -34,6 +34,10 @@ struct Platform {
     std::string shell = "/bin/zsh";
     std::string childPath = kChildPath;
     Executor runBlockingJob = runInline;
+    // One line for the person at the terminal, outside the checklist: how to finish a step by
+    // hand, which command timed out, what is missing on the machine. Called on the owning
+    // thread; the window ignores it, the terminal front end prints it on standard error.
+    std::function<void(const std::string&)> notice = [](const std::string&) {};
 };
 
 }  // namespace pellix
