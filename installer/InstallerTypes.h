@@ -3,6 +3,7 @@
 // the wizard phase and the result pairs the workers return. Plain data, safe on any thread.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,24 @@ struct ShellResult {
     std::int32_t status;
     std::string output;
     bool operator==(const ShellResult&) const = default;
+};
+
+// One of the agent's four background jobs as its service manager (launchd or systemd) sees it.
+struct JobState {
+    std::string label;           // the job label, e.g. "ai.pellix.pellix-service"
+    bool alwaysOn = false;       // the always-on service, else a scheduled scanner
+    bool fileInstalled = false;  // its job file (property list, or unit and timer) is on disk
+    bool loaded = false;         // the manager knows the job
+    bool running = false;        // a process of it runs now
+    std::optional<std::int64_t> pid;
+    std::string lastRun;  // when it last ran, as the manager tells it; empty when unknown
+};
+
+// What became of one job on removal; removing a job that is not there is a success.
+struct JobRemoval {
+    std::string label;
+    bool removed = false;
+    std::string detail;  // empty on success, else what went wrong
 };
 
 // A random RFC 4122 version 4 UUID in its canonical upper-case text form.

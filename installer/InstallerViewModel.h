@@ -57,6 +57,14 @@ public:
 
     const Platform& platform() const { return platform_; }
 
+    // The agent's background jobs, for the status and uninstall commands. The service manager
+    // (launchd where `launchctl` is on the children's PATH, else the user's systemd) is chosen
+    // once per view model. Jobs come in install order: the service, then the three scanners.
+    Task<std::string> serviceManagerName();
+    Task<std::vector<JobState>> describeJobs();
+    // Stops and removes the four jobs and their files; a job that is not there counts as removed.
+    Task<std::vector<JobRemoval>> removeJobs();
+
 protected:
     // The pipeline and its workers. Protected rather than private so tests can drive each alone;
     // the workers are virtual so a test can stand one in with a chosen result.

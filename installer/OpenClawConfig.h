@@ -1,0 +1,44 @@
+#pragma once
+// What the installer knows how to do to openclaw.json besides installing: look at the Pellix
+// parts of it, take them out again, and put back the file as it was before the installer first
+// changed it. Every write is atomic and keeps the file's permissions. Safe on any thread; never
+// throws.
+
+#include <optional>
+#include <string>
+
+namespace pellix {
+
+// The Pellix parts of the file, as the status command shows them.
+struct PellixConfigState {
+    bool readable = false;         // one JSON document with an object at the top
+    bool registered = false;       // an agent list entry whose "name" or "id" is "pellix"
+    std::string model;             // that entry's "model" when it is a string, else empty
+    std::string heartbeatMinutes;  // its "heartbeatIntervalMinutes" as written, else empty
+    bool allowlisted = false;      // "pellix" is in the main agent's subagents.allowAgents
+};
+PellixConfigState inspectPellixConfig(const std::string& configPath);
+
+// The copy of the file taken before the installer first changed it.
+struct ConfigBackupInfo {
+    std::string path;     // where the copy is kept
+    std::string takenAt;  // when it was taken, ISO 8601 in UTC ("2026-11-23T10:04:05Z")
+};
+std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath);
+
+// Takes the agent's entry out of the agent list and "pellix" out of the main agent's
+// allowAgents, leaving everything else as it was. When the file is still byte for byte what the
+// installer last wrote, the backup's bytes are put back instead.
+enum class ConfigRemoval { removed, restoredBackup, nothingToRemove, unreadable, writeFailed };
+ConfigRemoval removePellixFromConfig(const std::string& configPath);
+
+// Puts back the backup's bytes and mode; the file it replaces is kept aside first.
+enum class ConfigRestore { restored, noBackup, failed };
+struct ConfigRestoreResult {
+    ConfigRestore outcome = ConfigRestore::failed;
+    std::string keptAsidePath;  // where the replaced file now is; empty when there was none
+    std::string error;          // the system's message when the restore failed
+};
+ConfigRestoreResult restoreConfigBackup(const std::string& configPath);
+
+}  // namespace pellix
