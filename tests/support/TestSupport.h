@@ -64,7 +64,7 @@ public:
 };
 
 // A platform rooted in `home`: OPENCLAW_HOME unset unless given, children's PATH led by
-// `fakeBin` when it is not empty, jobs run inline.
+// `fakeBin` when it is not empty, jobs run inline, launchd as the service manager.
 Platform testPlatform(const std::string& home, const std::string& fakeBin = "",
                       std::optional<std::string> openclawHome = std::nullopt,
                       const std::string& resourceDirectory = "");
