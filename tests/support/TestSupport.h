@@ -55,6 +55,7 @@ public:
     using InstallerViewModel::installLaunchdService;
     using InstallerViewModel::installScheduledScanners;
     using InstallerViewModel::registerPellixAgent;
+    using InstallerViewModel::runCommand;
     using InstallerViewModel::setErrorMessage;
     using InstallerViewModel::setProgress;
     using InstallerViewModel::setSteps;
