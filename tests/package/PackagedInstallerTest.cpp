@@ -25,7 +25,11 @@ struct PackageKind {
     bool window;
 };
 
-std::string quoted(const std::string& text) {
+void PrintTo(const PackageKind& kind, std::ostream* out) {
+    *out << kind.name;
+}
+
+std::string shellQuoted(const std::string& text) {
     std::string result = "'";
     for (char c : text) result += (c == '\'') ? std::string("'\\''") : std::string(1, c);
     return result + "'";
@@ -65,13 +69,14 @@ protected:
         deb = findDeb(folder, GetParam().name);
         ASSERT_FALSE(deb.empty()) << "no " << GetParam().name << "_" PELLIX_VERSION "_*.deb in "
                                   << folder;
-        ASSERT_EQ(capture("dpkg-deb -x " + quoted(deb) + " " + quoted(tree())).exitStatus, 0);
+        ASSERT_EQ(capture("dpkg-deb -x " + shellQuoted(deb) + " " + shellQuoted(tree())).exitStatus,
+                  0);
     }
 
     std::string tree() const { return root / "tree"; }
     std::string executable() const { return tree() + "/usr/bin/pellix-installer"; }
     std::string field(const std::string& name) const {
-        std::string value = capture("dpkg-deb -f " + quoted(deb) + " " + name).out;
+        std::string value = capture("dpkg-deb -f " + shellQuoted(deb) + " " + name).out;
         while (!value.empty() && value.back() == '\n') value.pop_back();
         return value;
     }
@@ -121,7 +126,7 @@ TEST_P(PackagedInstaller, WholeInstallRunsFromTheUnpackedTreeWithItsBundle) {
 }
 
 TEST_P(PackagedInstaller, LinksQtOnlyWhenItHasTheWindow) {
-    const auto ldd = capture("ldd " + quoted(executable()));
+    const auto ldd = capture("ldd " + shellQuoted(executable()));
     ASSERT_EQ(ldd.exitStatus, 0);
     EXPECT_NE(ldd.out.find("libc.so"), std::string::npos) << ldd.out;
     EXPECT_EQ(ldd.out.find("not found"), std::string::npos) << ldd.out;
@@ -170,7 +175,7 @@ TEST_P(PackagedInstaller, IconSizesAreTheirNamedSize) {
     for (const char* size : {"16", "48", "256"}) {
         const std::string png =
             tree() + "/usr/share/icons/hicolor/" + size + "x" + size + "/apps/pellix-installer.png";
-        const auto described = capture("file -b " + quoted(png));
+        const auto described = capture("file -b " + shellQuoted(png));
         EXPECT_TRUE(
             described.out.starts_with(std::string("PNG image data, ") + size + " x " + size))
             << described.out;

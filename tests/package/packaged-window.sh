@@ -34,17 +34,27 @@ env -i HOME="$work/home" PATH=/usr/bin:/bin DISPLAY="$DISPLAY" QT_QPA_PLATFORM=x
     >"$work/app.log" 2>&1 &
 app_pid=$!
 
+# The mapped window titled "Pellix Installer" (Qt also names an unmapped 1x1 leader window so).
+shown_window() {
+    xwininfo -root -tree | grep '"Pellix Installer"' | while read -r id _; do
+        if xwininfo -id "$id" | grep -q 'Map State: IsViewable'; then
+            xwininfo -root -tree | grep "^ *$id "
+            break
+        fi
+    done
+}
+
 window=""
 tries=0
 while [ -z "$window" ]; do
     tries=$((tries + 1))
     if [ "$tries" -gt 200 ] || ! kill -0 "$app_pid" 2>/dev/null; then
-        echo "FAIL: no \"Pellix Installer\" window appeared; the installer said:" >&2
+        echo "FAIL: no \"Pellix Installer\" window was shown; the installer said:" >&2
         cat "$work/app.log" >&2
         exit 1
     fi
     sleep 0.1
-    window=$(xwininfo -root -tree | grep '"Pellix Installer"' | grep -v 'has no name' | head -n 1)
+    window=$(shown_window)
 done
 echo "window: $window"
 
