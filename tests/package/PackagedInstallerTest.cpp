@@ -9,6 +9,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
+#include <sstream>
 
 #include "HeadlessRun.h"
 #include "TestSupport.h"
@@ -55,6 +58,26 @@ std::string findDeb(const std::string& folder, const std::string& name) {
         if (file.starts_with(prefix) && file.ends_with(".deb")) return entry.path().string();
     }
     return {};
+}
+
+// The commands listed under "Commands:" in the program's help, and every --option of the help
+// texts (the program's and each command's).
+std::set<std::string> namesInHelp(const std::string& help, bool commands) {
+    std::set<std::string> names;
+    if (commands) {
+        std::istringstream lines(help.substr(std::min(help.find("Commands:\n"), help.size())));
+        std::string line;
+        std::getline(lines, line);
+        while (std::getline(lines, line) && line.starts_with("  ")) {
+            names.insert(line.substr(2, line.find(' ', 2) - 2));
+        }
+        return names;
+    }
+    const std::regex option("--[a-z][a-z-]*");
+    for (std::sregex_iterator at(help.begin(), help.end(), option), end; at != end; ++at) {
+        names.insert(at->str());
+    }
+    return names;
 }
 
 class PackagedInstaller : public ::testing::TestWithParam<PackageKind> {
@@ -167,6 +190,29 @@ TEST_P(PackagedInstaller, ShipsItsDocumentationAndDesktopFilesWhereTheSystemLook
     }
     for (const std::string& path : desktopFiles) {
         EXPECT_EQ(fs::is_regular_file(tree() + "/" + path), GetParam().window) << path;
+    }
+}
+
+TEST_P(PackagedInstaller, ManualPageAndCompletionNameEveryCommandAndOptionOfTheHelp) {
+    const auto run = [&](std::vector<std::string> arguments) {
+        return test::runInstaller(executable(), arguments, root / "home", {}).out;
+    };
+    const std::string help = run({"--help"});
+    std::set<std::string> names = namesInHelp(help, false);
+    for (const std::string& command : namesInHelp(help, true)) {
+        names.insert(command);
+        names.merge(namesInHelp(run({command, "--help"}), false));
+    }
+    ASSERT_TRUE(names.contains("--scan") && names.contains("--version")) << help;
+    std::string manual = capture("gzip -dc " + shellQuoted(tree() + "/usr/share/man/man1/" +
+                                                           "pellix-installer.1.gz"))
+                             .out;
+    manual = std::regex_replace(manual, std::regex(R"(\\-)"), "-");
+    const std::string completion =
+        test::readFile(tree() + "/usr/share/bash-completion/completions/pellix-installer");
+    for (const std::string& name : names) {
+        EXPECT_NE(manual.find(name), std::string::npos) << "the manual page lacks " << name;
+        EXPECT_NE(completion.find(name), std::string::npos) << "the completion lacks " << name;
     }
 }
 
