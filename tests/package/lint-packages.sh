@@ -45,6 +45,8 @@ desktop-file-validate "$work/full/usr/share/applications/ai.pellix.installer.des
 echo "== appstreamcli validate"
 appstreamcli validate --no-net --pedantic \
     "$work/full/usr/share/metainfo/ai.pellix.installer.metainfo.xml" || fail "appstreamcli validate"
+# The tree as installed: the metainfo's launchable desktop entry and its icon are found.
+appstreamcli validate-tree --no-net --pedantic "$work/full" || fail "appstreamcli validate-tree"
 
 echo "== man --warnings"
 warnings=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -l \
