@@ -25,6 +25,8 @@ scheduled scanners as systemd user units.
     if(PELLIX_BUILD_GUI)
         string(APPEND CPACK_PACKAGE_DESCRIPTION
                "This package holds the installer window and its command line.")
+        # The window's emblems are colour emoji, drawn by the system's emoji font.
+        set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-noto-color-emoji")
     else()
         string(APPEND CPACK_PACKAGE_DESCRIPTION
                "This package holds the command line alone, for servers: no Qt, no display.")
