@@ -36,7 +36,7 @@ CompleteView::CompleteView(QWidget* parent) : Screen(parent) {
     doneButton_ = new PushButton(QStringLiteral("doneButton"), this);
     styleButton(doneButton_, ButtonLook::borderedProminent, theme::color(NamedColor::purple));
     // Ends the event loop; the window's owner then waits for anything still running and exits.
-    connect(doneButton_, &QPushButton::clicked, this, [] { QCoreApplication::quit(); });
+    connect(doneButton_, &QPushButton::clicked, this, [] { QCoreApplication::exit(0); });
 
     addFlexibleSpace(stack);
     stack->addWidget(emblem_);
@@ -110,6 +110,10 @@ void CompleteView::refresh() {
     setDisplayText(watchListPath_, tr("agents/pellix-unified/ops/agent-watch-list.md"));
     setDisplayText(firstScan_, tr("First scan results appear within 5 minutes."));
     setDisplayText(doneButton_, tr("Done"));
+}
+
+QAbstractButton* CompleteView::defaultButton() const {
+    return doneButton_;
 }
 
 }  // namespace pellix

@@ -45,7 +45,8 @@ QWidget* ErrorView::buildButtons() {
     styleButton(quitButton_, ButtonLook::borderedProminent, theme::color(NamedColor::red));
     connect(tryAgainButton_, &QPushButton::clicked, this,
             [this] { installer_.setPhase(InstallerPhase::welcome); });
-    connect(quitButton_, &QPushButton::clicked, this, [] { QCoreApplication::quit(); });
+    // A failed install ends the application as the command line does: with status 1.
+    connect(quitButton_, &QPushButton::clicked, this, [] { QCoreApplication::exit(1); });
     layout->addStretch(1);
     layout->addWidget(tryAgainButton_);
     layout->addWidget(quitButton_);
@@ -59,6 +60,14 @@ void ErrorView::refresh() {
     setDisplayText(messageLabel_, message_);
     setDisplayText(tryAgainButton_, tr("Try Again"));
     setDisplayText(quitButton_, tr("Quit"));
+}
+
+QAbstractButton* ErrorView::defaultButton() const {
+    return quitButton_;
+}
+
+QAbstractButton* ErrorView::escapeButton() const {
+    return tryAgainButton_;
 }
 
 }  // namespace pellix

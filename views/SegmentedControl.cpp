@@ -119,4 +119,10 @@ QPushButton* SegmentedControl::segment(const QString& tag) const {
                                    Qt::FindDirectChildrenOnly);
 }
 
+QWidget* SegmentedControl::focusTarget() const {
+    if (QPushButton* chosen = checkedSegment()) return chosen;
+    const QList<QAbstractButton*> buttons = group_->buttons();
+    return buttons.isEmpty() ? nullptr : buttons.front();
+}
+
 }  // namespace pellix

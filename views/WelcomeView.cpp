@@ -156,4 +156,13 @@ void WelcomeView::refreshOpenClawState() {
     installButton_->setEnabled(found);
 }
 
+QAbstractButton* WelcomeView::defaultButton() const {
+    return installButton_->isEnabled() ? installButton_ : nullptr;
+}
+
+QWidget* WelcomeView::firstFocus() const {
+    if (installButton_->isEnabled()) return installButton_;
+    return scanPicker_->focusTarget();
+}
+
 }  // namespace pellix
