@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "CompleteView.h"
 #include "ErrorView.h"
 #include "InstallingView.h"
@@ -22,6 +23,7 @@ namespace pellix {
 ContentView::ContentView(InstallerViewModel& installer, QWidget* parent)
     : QWidget(parent), installer_(installer), observer_(new ModelObserver(installer, this)) {
     setObjectName(QStringLiteral("contentView"));
+    installAccessibility();
     stack_ = new QVBoxLayout(this);
     stack_->setContentsMargins(kPadding, kPadding, kPadding, kPadding);
     stack_->setSpacing(0);

@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "Theme.h"
@@ -27,6 +28,7 @@ QVBoxLayout* column(QWidget* owner, int spacing) {
 
 CompleteView::CompleteView(QWidget* parent) : Screen(parent) {
     setObjectName(QStringLiteral("completeView"));
+    setAccessibleRole(this, QAccessible::Pane);
     QVBoxLayout* stack = column(this, 24);
     emblem_ = new EmojiLabel(QStringLiteral("emblem"), 72, this);
     title_ =
@@ -99,6 +101,7 @@ QWidget* CompleteView::buildNextStep() {
 void CompleteView::refresh() {
     emblem_->setEmoji(tr("\u2705"));  // check mark button
     setDisplayText(title_, tr("Pellix is Watching"));
+    setAccessibleNameOnce(this, title_->text());
     setDisplayText(layersIntro_, tr("Two protection layers are now active:"));
     guardIcon_->setEmoji(tr("\U0001F441\uFE0F"));  // eye, emoji presentation
     setDisplayText(guardName_, tr("Session Guard"));

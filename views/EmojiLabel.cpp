@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "FontConfigWarmUp.h"
 #include "Theme.h"
@@ -127,6 +128,8 @@ const EmojiArt& artFor(const QString& text, int pixelSize, qreal pixelRatio) {
 
 EmojiLabel::EmojiLabel(const QString& objectName, int pixelSize, QWidget* parent)
     : QLabel(parent), pixelSize_(pixelSize) {
+    // The emblems are decoration; every screen says in words what they picture.
+    hideFromAssistiveTechnology(this);
     setObjectName(objectName);
     setTextFormat(Qt::PlainText);
     setAlignment(Qt::AlignCenter);

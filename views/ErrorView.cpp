@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "Theme.h"
@@ -15,6 +16,7 @@ namespace pellix {
 ErrorView::ErrorView(QString message, InstallerViewModel& installer, QWidget* parent)
     : Screen(parent), message_(std::move(message)), installer_(installer) {
     setObjectName(QStringLiteral("errorView"));
+    setAccessibleRole(this, QAccessible::Pane);
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(24);
@@ -24,6 +26,10 @@ ErrorView::ErrorView(QString message, InstallerViewModel& installer, QWidget* pa
     messageLabel_ = makeWrappingLabel(QStringLiteral("errorMessage"), theme::systemFont(14),
                                       theme::withOpacity(theme::color(NamedColor::red), 0.8), this);
     messageLabel_->setContentsMargins(40, 0, 40, 0);
+    // Users paste the reason into a support request: it selects with the mouse and the keyboard
+    // and copies, and looks the same until something is selected.
+    messageLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse |
+                                           Qt::TextSelectableByKeyboard);
 
     addFlexibleSpace(stack);
     stack->addWidget(emblem_);
@@ -57,6 +63,7 @@ QWidget* ErrorView::buildButtons() {
 void ErrorView::refresh() {
     emblem_->setEmoji(tr("\u274C"));  // cross mark
     setDisplayText(title_, tr("Installation Failed"));
+    setAccessibleNameOnce(this, title_->text());
     setDisplayText(messageLabel_, message_);
     setDisplayText(tryAgainButton_, tr("Try Again"));
     setDisplayText(quitButton_, tr("Quit"));

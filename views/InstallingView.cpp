@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "StepRow.h"
@@ -45,6 +46,7 @@ QString scrollStyle() {
 InstallingView::InstallingView(InstallerViewModel& installer, QWidget* parent)
     : Screen(parent), installer_(installer) {
     setObjectName(QStringLiteral("installingView"));
+    setAccessibleRole(this, QAccessible::Pane);
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(20);
@@ -103,6 +105,7 @@ QWidget* InstallingView::buildStepList() {
 
     auto* content = new QWidget;
     content->setObjectName(QStringLiteral("stepColumn"));
+    setAccessibleRole(content, QAccessible::List);
     column_ = new QVBoxLayout(content);
     column_->setContentsMargins(20, 0, 20, 0);
     column_->setSpacing(8);
@@ -121,8 +124,10 @@ void InstallingView::refresh() {
     setDisplayText(heading_, tr("Installing Pellix..."));
     const int value = int(std::lround(installer_.progress() * kProgressRange));
     progressBar_->setValue(std::clamp(value, 0, kProgressRange));
-    progressBar_->setAccessibleName(tr("Progress"));
-    stepList_->setAccessibleName(tr("Installation steps"));
+    setAccessibleNameOnce(this, heading_->text());
+    setAccessibleNameOnce(progressBar_, tr("Progress"));
+    setAccessibleNameOnce(stepList_, tr("Installation steps"));
+    setAccessibleNameOnce(column_->parentWidget(), tr("Installation steps"));
     refreshRows();
 }
 
