@@ -8,7 +8,7 @@ here=$(dirname "$0")
 
 for tool in dbus-run-session dbus-send; do
     if ! command -v "$tool" >/dev/null 2>&1; then
-        echo "SKIP: $tool is not installed (Debian: apt-get install dbus dbus-bin)."
+        echo "SKIP: $tool is not installed (Debian: apt-get install dbus-daemon dbus-bin)."
         exit 77
     fi
 done
