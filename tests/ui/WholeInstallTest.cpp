@@ -130,6 +130,35 @@ private slots:
         qInfo("longest gap between 20 ms ticks: %lld ms", static_cast<long long>(longestGap));
         QVERIFY2(longestGap < 100, qPrintable(QStringLiteral("longest gap %1 ms").arg(longestGap)));
     }
+
+    void secondWindowOnTheSameHomeSaysAnotherInstallerIsRunningAndChangesNothing() {
+        Sandbox sandbox;
+        test::writeFile(sandbox.fakeBin() + "/sleep-openclaw", "2\n");
+        AppUnderTest first(sandbox.platform());
+        QVERIFY(first.showAndActivate());
+        clickInstall(first);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            sandbox.calls().find("openclaw gateway restart") != std::string::npos,
+            kInstallTimeoutMs);
+        const std::string callsBefore = sandbox.calls();
+
+        AppUnderTest second(sandbox.platform());
+        QVERIFY(second.showAndActivate());
+        clickInstall(second);
+        QTRY_VERIFY(qobject_cast<ErrorView*>(uitest::shownScreen(second.window())));
+        QCOMPARE(must<QLabel>(&second.window(), "errorMessage")->text(),
+                 QString::fromStdString("Another Pellix installer is already working on " +
+                                        sandbox.openclawHome() +
+                                        ". Wait for it to finish, then try again."));
+        uitest::saveScreenshot(&second.window(), QStringLiteral("another-installer-running"));
+        for (const InstallStep& step : second.installer().steps()) {
+            QCOMPARE(uitest::name(step.status), QStringLiteral("pending"));
+        }
+        QCOMPARE(sandbox.calls(), callsBefore);
+
+        QTRY_COMPARE_WITH_TIMEOUT(uitest::name(first.installer().phase()),
+                                  QStringLiteral("complete"), kInstallTimeoutMs);
+    }
 };
 
 }  // namespace pellix
