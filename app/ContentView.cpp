@@ -145,7 +145,8 @@ void ContentView::stopAndQuit() {
 void ContentView::keyPressEvent(QKeyEvent* event) {
     // Keys no control took: Return presses the screen's main button, Escape its other way out.
     QAbstractButton* target = nullptr;
-    if (screen_ != nullptr && event->modifiers() == Qt::NoModifier) {
+    // The keypad's Enter arrives with the keypad modifier; it is the same key to the user.
+    if (screen_ != nullptr && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
         const int key = event->key();
         if (key == Qt::Key_Return || key == Qt::Key_Enter) target = screen_->defaultButton();
         if (key == Qt::Key_Escape) target = screen_->escapeButton();

@@ -85,7 +85,9 @@ private slots:
         QAccessible::installUpdateHandler(listen);
         // On a platform with an accessibility bridge it switches on once it has reached the bus.
         if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
-            QTest::qWaitFor([] { return QAccessible::isActive(); }, 5000);
+            if (!QTest::qWaitFor([] { return QAccessible::isActive(); }, 5000)) {
+                qWarning("the accessibility bridge did not switch on: is an AT-SPI bus running?");
+            }
         }
     }
 

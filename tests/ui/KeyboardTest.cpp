@@ -131,6 +131,19 @@ private slots:
         QWidget* window = &app.window();
         QCOMPARE(uitest::runEventLoop([window] { QTest::keyClick(window, Qt::Key_Return); }), 1);
     }
+
+    void keypadEnterPressesDoneToo() {
+        Sandbox sandbox;
+        AppUnderTest app(parked(sandbox), false);
+        app.installer().setPhase(InstallerPhase::complete);
+        QVERIFY(app.showAndActivate());
+        QTRY_COMPARE(focusName(), QStringLiteral("doneButton"));
+        QCOMPARE(uitest::runEventLoop([] {
+                     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Enter,
+                                     Qt::KeypadModifier);
+                 }),
+                 0);
+    }
 };
 
 }  // namespace pellix
