@@ -6,6 +6,7 @@
 
 #include <QElapsedTimer>
 #include <QMessageBox>
+#include <QScrollArea>
 #include <cerrno>
 
 #include "CompleteView.h"
@@ -81,6 +82,7 @@ private slots:
         QString noticeText;
         bool noticeShown = false;
         bool windowShown = false;
+        bool runningRowInView = false;
         const int status = uitest::runEventLoop([&] {
             clock.start();
             window->close();
@@ -93,6 +95,10 @@ private slots:
                     noticeShown = notice->isVisible();
                     noticeText = notice->text();
                     windowShown = window->isVisible();
+                    auto* list = must<QScrollArea>(window, "stepList");
+                    auto* row = must<QWidget>(window, "stepRow-9");
+                    const QRect place(row->mapTo(list->viewport(), QPoint()), row->size());
+                    runningRowInView = list->viewport()->rect().contains(place);
                     uitest::saveScreenshot(window, QStringLiteral("stopping-after-current-step"));
                     window->close();  // a second close while stopping changes nothing
                 });
@@ -102,6 +108,7 @@ private slots:
         QVERIFY2(clock.elapsed() >= 1000, "the running child was waited for");
         QVERIFY(noticeShown);
         QVERIFY(windowShown);
+        QVERIFY2(runningRowInView, "the notice takes room, but the running row stays in view");
         QCOMPARE(
             noticeText,
             QStringLiteral("Quitting: the installer stops once the current step has finished."));
