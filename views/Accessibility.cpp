@@ -50,7 +50,9 @@ public:
     int indexOfChild(const QAccessibleInterface*) const override { return -1; }
 };
 
-// One segment of a picker: a radio button that says where it stands among its siblings.
+// One segment of a picker: a radio button that says where it stands among its siblings. Qt 6.4
+// offers no member-of relation and no position attributes, so the position is carried by the
+// segment's index among its group's children and spelled out ("2 of 4") as its description.
 class Segment : public QAccessibleWidget {
 public:
     explicit Segment(QAbstractButton* button)
