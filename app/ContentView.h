@@ -1,6 +1,7 @@
 #pragma once
 // The root view: paints the dark gradient every screen shares and shows exactly one screen, the
-// one that belongs to the view model's phase. It is also the application's window. UI thread only.
+// one that belongs to the view model's phase, with focus on its main control. It is also the
+// application's window: closing it during an install asks first. UI thread only.
 
 #include <QWidget>
 
