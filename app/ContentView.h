@@ -1,11 +1,13 @@
 #pragma once
 // The root view: paints the dark gradient every screen shares and shows exactly one screen, the
-// one that belongs to the view model's phase. It is also the application's window. UI thread only.
+// one that belongs to the view model's phase, with focus on its main control. It is also the
+// application's window: closing it during an install asks first. UI thread only.
 
 #include <QWidget>
 
 #include "InstallerViewModel.h"
 
+class QMessageBox;
 class QVBoxLayout;
 
 namespace pellix {
@@ -25,6 +27,11 @@ public:
 
     InstallerViewModel& installer() const { return installer_; }
 
+    // The question asked when the window is closed during an install; null while none is open.
+    QMessageBox* closeConfirmation() const { return closeConfirmation_; }
+    // Whether the user chose to quit and the window waits for the run to stop.
+    bool stopping() const { return stopping_; }
+
     static constexpr int kWidth = 640;
     static constexpr int kHeight = 520;
     static constexpr int kPadding = 32;
@@ -32,17 +39,24 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void refresh();
     bool screenIsCurrent() const;
     Screen* makeScreen();
+    void enterScreen();
+    void confirmClose();
+    void stopAndQuit();
 
     InstallerViewModel& installer_;
     ModelObserver* observer_;
     QVBoxLayout* stack_;
     Screen* screen_ = nullptr;
     InstallerPhase shownPhase_ = InstallerPhase::welcome;
+    QMessageBox* closeConfirmation_ = nullptr;
+    bool stopping_ = false;
 };
 
 // On macOS: a transparent title bar over full-size content, title hidden, dark appearance.

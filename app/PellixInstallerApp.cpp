@@ -1,6 +1,10 @@
 #include "PellixInstallerApp.h"
 
 #include <QApplication>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include "ContentView.h"
 #include "FontConfigWarmUp.h"
@@ -9,7 +13,30 @@
 
 namespace pellix {
 
+namespace {
+
+// Qt's accessibility bridge asks for the session bus at start-up. With none, libdbus would
+// autolaunch one (dbus-launch and a dbus-daemon bound to the display) that outlives the installer.
+// A screen reader finds applications only through a session bus, so without one there is nobody
+// to talk to: autolaunching is switched off for this process. Children get their own fixed
+// environment and never see the setting.
+void neverAutolaunchASessionBus() {
+#if !defined(Q_OS_MACOS) && !defined(Q_OS_WIN)
+    const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    if (address != nullptr && *address != '\0') return;
+    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR")) {
+        std::error_code error;
+        // libdbus uses the user's bus socket there before it thinks of autolaunching.
+        if (std::filesystem::is_socket(std::string(runtime) + "/bus", error)) return;
+    }
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
+#endif
+}
+
+}  // namespace
+
 int runWindow(int& argc, char** argv, const WindowRunHooks& hooks) {
+    neverAutolaunchASessionBus();
     // Started before anything else, so that it runs alongside the connection to the display.
     FontConfigWarmUp fonts;
     QApplication app(argc, argv);

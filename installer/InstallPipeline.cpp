@@ -5,6 +5,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "HomeLock.h"
 #include "InstallerViewModel.h"
 #include "steps/ServiceManager.h"
 
@@ -79,6 +80,16 @@ void InstallerViewModel::startInstall() {
 }
 
 Task<void> InstallerViewModel::runGuarded() {
+    // Held in the coroutine's frame, so for the whole run however it ends. A home that cannot be
+    // opened has nothing to protect: the OpenClaw check then stops the run at its first row.
+    std::optional<HomeLock> lock;
+    if (HomeLock::tryAcquire(openclawHome(), lock) == HomeLock::Outcome::busy) {
+        setErrorMessage(anotherInstallerRunningMessage(openclawHome()));
+        setPhase(InstallerPhase::error);
+        co_return;
+    }
+    running_ = true;
+    stopRequested_ = false;
     // Workers report failures as results; this catches what none of them expected (memory
     // running out, say) so that a run never stays on the installing screen.
     std::string unexpected;
@@ -89,6 +100,8 @@ Task<void> InstallerViewModel::runGuarded() {
     } catch (...) {
         unexpected = "unknown error";
     }
+    running_ = false;
+    stopRequested_ = false;
     if (!unexpected.empty()) {
         setErrorMessage("Installation stopped unexpectedly: " + unexpected);
         setPhase(InstallerPhase::error);
@@ -96,21 +109,26 @@ Task<void> InstallerViewModel::runGuarded() {
 }
 
 Task<void> InstallerViewModel::runInstall() {
-    if (!checkOpenClaw()) co_return;
+    if (!checkOpenClaw() || stopsHere()) co_return;
     const std::optional<std::string> workspacePath = detectWorkspace();
-    if (!workspacePath) co_return;
+    if (!workspacePath || stopsHere()) co_return;
     const std::string pellixDir = *workspacePath + "/agents/pellix-unified";
-    if (!co_await installAgentFiles(pellixDir)) co_return;
+    if (!co_await installAgentFiles(pellixDir) || stopsHere()) co_return;
     createSessionStore();
-    if (!registerAgentStep()) co_return;
+    if (stopsHere() || !registerAgentStep() || stopsHere()) co_return;
     beginStep(allowlist);
     finishStep(allowlist, addToAllowlist(configFile()));
+    if (stopsHere()) co_return;
     createOpsDirectories(pellixDir);
+    if (stopsHere()) co_return;
     beginStep(alwaysOnService);
     finishStep(alwaysOnService, co_await installLaunchdService(pellixDir));
+    if (stopsHere()) co_return;
     beginStep(scheduledScanners);
     finishStep(scheduledScanners, co_await installScheduledScanners(pellixDir));
+    if (stopsHere()) co_return;
     co_await restartGateway();
+    if (stopsHere()) co_return;
     beginStep(verification);
     finishStep(verification, co_await verifyInstall(pellixDir));
     setProgress(1.0);
@@ -129,6 +147,13 @@ void InstallerViewModel::stopWithError(int row, const std::string& detail, std::
     updateStep(row, StepStatus::failed, detail);
     setErrorMessage(std::move(message));
     setPhase(InstallerPhase::error);
+}
+
+bool InstallerViewModel::stopsHere() {
+    if (!stopRequested_) return false;
+    setErrorMessage("The installation was stopped before it finished.");
+    setPhase(InstallerPhase::error);
+    return true;
 }
 
 bool InstallerViewModel::checkOpenClaw() {

@@ -56,8 +56,15 @@ public:
     std::string configFile() const;
 
     // Shows the checklist and starts the install; returns once the run is under way (with the
-    // inline executor, once it has ended).
+    // inline executor, once it has ended). A run holds the OpenClaw home's lock from start to
+    // end: when another installer holds it, the run changes nothing and ends in the error phase.
     void startInstall();
+    // Whether a run started by startInstall has not ended yet.
+    bool installRunning() const { return running_; }
+    // Asks the run under way to stop before its next row; the row in progress is finished first,
+    // so a running command is never abandoned. The run then ends in the error phase.
+    void requestStop() { stopRequested_ = running_; }
+    bool stopRequested() const { return stopRequested_; }
 
     const Platform& platform() const { return platform_; }
 
@@ -109,6 +116,7 @@ private:
     void beginStep(int row);
     void finishStep(int row, const StepResult& result);
     void stopWithError(int row, const std::string& detail, std::string message);
+    bool stopsHere();
 
     Platform platform_;
     InstallerPhase phase_ = InstallerPhase::welcome;
@@ -117,6 +125,8 @@ private:
     std::string errorMessage_;
     std::string scanPreset_ = "standard";
     std::string modelChoice_ = "sonnet";
+    bool running_ = false;
+    bool stopRequested_ = false;
 
     std::shared_ptr<ServiceManager> serviceManager_;
     bool shellNoticeGiven_ = false;

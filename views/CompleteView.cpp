@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "Theme.h"
@@ -27,6 +28,7 @@ QVBoxLayout* column(QWidget* owner, int spacing) {
 
 CompleteView::CompleteView(QWidget* parent) : Screen(parent) {
     setObjectName(QStringLiteral("completeView"));
+    setAccessibleRole(this, QAccessible::Pane);
     QVBoxLayout* stack = column(this, 24);
     emblem_ = new EmojiLabel(QStringLiteral("emblem"), 72, this);
     title_ =
@@ -36,7 +38,7 @@ CompleteView::CompleteView(QWidget* parent) : Screen(parent) {
     doneButton_ = new PushButton(QStringLiteral("doneButton"), this);
     styleButton(doneButton_, ButtonLook::borderedProminent, theme::color(NamedColor::purple));
     // Ends the event loop; the window's owner then waits for anything still running and exits.
-    connect(doneButton_, &QPushButton::clicked, this, [] { QCoreApplication::quit(); });
+    connect(doneButton_, &QPushButton::clicked, this, [] { QCoreApplication::exit(0); });
 
     addFlexibleSpace(stack);
     stack->addWidget(emblem_);
@@ -99,6 +101,7 @@ QWidget* CompleteView::buildNextStep() {
 void CompleteView::refresh() {
     emblem_->setEmoji(tr("\u2705"));  // check mark button
     setDisplayText(title_, tr("Pellix is Watching"));
+    setAccessibleNameOnce(this, title_->text());
     setDisplayText(layersIntro_, tr("Two protection layers are now active:"));
     guardIcon_->setEmoji(tr("\U0001F441\uFE0F"));  // eye, emoji presentation
     setDisplayText(guardName_, tr("Session Guard"));
@@ -110,6 +113,10 @@ void CompleteView::refresh() {
     setDisplayText(watchListPath_, tr("agents/pellix-unified/ops/agent-watch-list.md"));
     setDisplayText(firstScan_, tr("First scan results appear within 5 minutes."));
     setDisplayText(doneButton_, tr("Done"));
+}
+
+QAbstractButton* CompleteView::defaultButton() const {
+    return doneButton_;
 }
 
 }  // namespace pellix

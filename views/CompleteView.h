@@ -20,6 +20,8 @@ class CompleteView : public Screen {
 public:
     explicit CompleteView(QWidget* parent = nullptr);
     void refresh() override;
+    // Done answers Return; the screen has no other way out, so Escape does nothing.
+    QAbstractButton* defaultButton() const override;
 
 private:
     QWidget* buildLayers();

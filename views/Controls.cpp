@@ -2,6 +2,7 @@
 
 #include <QBoxLayout>
 
+#include "Accessibility.h"
 #include "Theme.h"
 #include "WrappingLabel.h"
 
@@ -47,12 +48,12 @@ WrappingLabel* makeWrappingLabel(const QString& objectName, const QFont& font, c
 
 void setDisplayText(QLabel* label, const QString& text) {
     if (label->text() != text) label->setText(text);
-    label->setAccessibleName(text);
+    setAccessibleNameOnce(label, text);
 }
 
 void setDisplayText(QAbstractButton* button, const QString& text) {
     if (button->text() != text) button->setText(text);
-    button->setAccessibleName(text);
+    setAccessibleNameOnce(button, text);
 }
 
 void addFlexibleSpace(QBoxLayout* layout) {

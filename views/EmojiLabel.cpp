@@ -14,9 +14,20 @@
 #include <memory>
 #include <optional>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "FontConfigWarmUp.h"
 #include "Theme.h"
+
+// A static library's resources are linked only when something names their initialiser, and it
+// has to be named outside any namespace.
+static void loadShippedEmoji() {
+    static const bool loaded = [] {
+        Q_INIT_RESOURCE(emoji);
+        return true;
+    }();
+    (void)loaded;
+}
 
 namespace pellix {
 
@@ -88,6 +99,44 @@ EmojiArt renderLine(const QString& text, const QFont& font, qreal margin, qreal 
     return art;
 }
 
+// The metrics of the colour emoji font the images come from (Noto Color Emoji), in ems, and the
+// pixels per em of its images: a shipped image takes the room the font's glyph would take.
+constexpr qreal kShippedAdvance = 2550.0 / 2048;
+constexpr qreal kShippedAscent = 1900.0 / 2048;
+constexpr qreal kShippedDescent = 500.0 / 2048;
+constexpr qreal kShippedPixelsPerEm = 109;
+constexpr qreal kShippedBearingY = 101;  // image pixels from its top down to the baseline
+
+// The image shipped for `text`; null when none is.
+QImage shippedImage(const QString& text) {
+    QStringList codes;
+    for (const char32_t each : text.toUcs4()) {
+        if (each != 0xFE0F) codes << QString::number(uint(each), 16);
+    }
+    loadShippedEmoji();
+    return QImage(QStringLiteral(":/emoji/%1.png").arg(codes.join(QLatin1Char('-'))));
+}
+
+EmojiArt renderShipped(const QImage& image, int pixelSize, qreal margin, qreal pixelRatio) {
+    const qreal em = pixelSize;
+    const qreal scale = em / kShippedPixelsPerEm;
+    EmojiArt art = blankArt(QSizeF(kShippedAdvance * em, (kShippedAscent + kShippedDescent) * em),
+                            margin, pixelRatio);
+    const QRectF place(margin, margin + kShippedAscent * em - kShippedBearingY * scale,
+                       image.width() * scale, image.height() * scale);
+    QPainter painter(&art.picture);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(place, image);
+    art.fontHeight = (kShippedAscent + kShippedDescent) * em;
+    return art;
+}
+
+// Whether the colour emoji font itself is installed, rather than a stand-in fontconfig chose.
+bool hasEmojiFont(const QFont& font) {
+    const QRawFont raw = QRawFont::fromFont(font);
+    return raw.isValid() && raw.familyName() == font.family();
+}
+
 // Runs on a worker thread.
 EmojiArt render(const QString& text, int pixelSize, qreal pixelRatio) {
     // Qt would otherwise read the font configuration a second time, alongside the warm-up.
@@ -95,7 +144,14 @@ EmojiArt render(const QString& text, int pixelSize, qreal pixelRatio) {
     // A font of the worker's own: one QFont's engines must not be used by two threads at once.
     const QFont font = theme::emojiFont(pixelSize);
     const qreal margin = std::ceil(pixelSize / 2.0);
-    std::optional<QGlyphRun> glyph = singleGlyph(text, font);
+    // Without the colour font the text system would draw black boxes or a monochrome stand-in.
+    const bool colourFont = hasEmojiFont(font);
+    std::optional<QGlyphRun> glyph;
+    if (colourFont) glyph = singleGlyph(text, font);
+    if (!glyph) {
+        const QImage shipped = shippedImage(text);
+        if (!shipped.isNull()) return renderShipped(shipped, pixelSize, margin, pixelRatio);
+    }
     EmojiArt art = glyph ? renderGlyph(*glyph, margin, pixelRatio)
                          : renderLine(text, font, margin, pixelRatio);
     art.fontHeight = QFontMetricsF(font).height();
@@ -127,6 +183,8 @@ const EmojiArt& artFor(const QString& text, int pixelSize, qreal pixelRatio) {
 
 EmojiLabel::EmojiLabel(const QString& objectName, int pixelSize, QWidget* parent)
     : QLabel(parent), pixelSize_(pixelSize) {
+    // The emblems are decoration; every screen says in words what they picture.
+    hideFromAssistiveTechnology(this);
     setObjectName(objectName);
     setTextFormat(Qt::PlainText);
     setAlignment(Qt::AlignCenter);

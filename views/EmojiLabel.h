@@ -1,7 +1,8 @@
 #pragma once
-// A label showing one emoji in the colour emoji font. The emoji is drawn once per emoji, size and
-// pixel ratio, on a worker thread as soon as it is set, into a picture that every label showing
-// it paints. UI thread only.
+// A label showing one emoji in the colour emoji font, or where that font is not installed, from the
+// emoji images shipped with the application. The emoji is drawn once per emoji, size and pixel
+// ratio, on a worker thread as soon as it is set, into a picture that every label showing it
+// paints. UI thread only.
 
 #include <QLabel>
 

@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "Theme.h"
@@ -15,6 +16,7 @@ namespace pellix {
 ErrorView::ErrorView(QString message, InstallerViewModel& installer, QWidget* parent)
     : Screen(parent), message_(std::move(message)), installer_(installer) {
     setObjectName(QStringLiteral("errorView"));
+    setAccessibleRole(this, QAccessible::Pane);
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(24);
@@ -24,6 +26,10 @@ ErrorView::ErrorView(QString message, InstallerViewModel& installer, QWidget* pa
     messageLabel_ = makeWrappingLabel(QStringLiteral("errorMessage"), theme::systemFont(14),
                                       theme::withOpacity(theme::color(NamedColor::red), 0.8), this);
     messageLabel_->setContentsMargins(40, 0, 40, 0);
+    // Users paste the reason into a support request: it selects with the mouse and the keyboard
+    // and copies, and looks the same until something is selected.
+    messageLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse |
+                                           Qt::TextSelectableByKeyboard);
 
     addFlexibleSpace(stack);
     stack->addWidget(emblem_);
@@ -45,7 +51,8 @@ QWidget* ErrorView::buildButtons() {
     styleButton(quitButton_, ButtonLook::borderedProminent, theme::color(NamedColor::red));
     connect(tryAgainButton_, &QPushButton::clicked, this,
             [this] { installer_.setPhase(InstallerPhase::welcome); });
-    connect(quitButton_, &QPushButton::clicked, this, [] { QCoreApplication::quit(); });
+    // A failed install ends the application as the command line does: with status 1.
+    connect(quitButton_, &QPushButton::clicked, this, [] { QCoreApplication::exit(1); });
     layout->addStretch(1);
     layout->addWidget(tryAgainButton_);
     layout->addWidget(quitButton_);
@@ -56,9 +63,18 @@ QWidget* ErrorView::buildButtons() {
 void ErrorView::refresh() {
     emblem_->setEmoji(tr("\u274C"));  // cross mark
     setDisplayText(title_, tr("Installation Failed"));
+    setAccessibleNameOnce(this, title_->text());
     setDisplayText(messageLabel_, message_);
     setDisplayText(tryAgainButton_, tr("Try Again"));
     setDisplayText(quitButton_, tr("Quit"));
+}
+
+QAbstractButton* ErrorView::defaultButton() const {
+    return quitButton_;
+}
+
+QAbstractButton* ErrorView::escapeButton() const {
+    return tryAgainButton_;
 }
 
 }  // namespace pellix

@@ -22,6 +22,11 @@ public:
     // view model's message itself.
     ErrorView(QString message, InstallerViewModel& installer, QWidget* parent = nullptr);
     void refresh() override;
+    // Quit, the prominent button, answers Return, as the filled button does on the platform.
+    // Escape goes back to the welcome screen: like a dialog's Cancel, it is the way out that ends
+    // nothing and loses nothing.
+    QAbstractButton* defaultButton() const override;
+    QAbstractButton* escapeButton() const override;
 
     const QString& message() const { return message_; }
 

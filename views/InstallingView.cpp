@@ -1,5 +1,6 @@
 #include "InstallingView.h"
 
+#include <QAccessible>
 #include <QLabel>
 #include <QProgressBar>
 #include <QScrollArea>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "StepRow.h"
@@ -44,6 +46,7 @@ QString scrollStyle() {
 InstallingView::InstallingView(InstallerViewModel& installer, QWidget* parent)
     : Screen(parent), installer_(installer) {
     setObjectName(QStringLiteral("installingView"));
+    setAccessibleRole(this, QAccessible::Pane);
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(20);
@@ -67,8 +70,26 @@ InstallingView::InstallingView(InstallerViewModel& installer, QWidget* parent)
     stack->addWidget(heading_);
     stack->addWidget(barBox);
     stack->addWidget(buildStepList(), 1000);
+    stoppingNotice_ = makeLabel(QStringLiteral("stoppingNotice"), theme::systemFont(12),
+                                theme::color(NamedColor::gray), this);
+    stoppingNotice_->hide();
+    stack->addWidget(stoppingNotice_);
     stack->addStretch(1);
     refresh();
+}
+
+QWidget* InstallingView::firstFocus() const {
+    return stepList_;
+}
+
+void InstallingView::showStopping() {
+    setDisplayText(stoppingNotice_,
+                   tr("Quitting: the installer stops once the current step has finished."));
+    stoppingNotice_->show();
+    // The notice takes height from the list; the running row stays in sight all the same.
+    QMetaObject::invokeMethod(this, &InstallingView::followRunningRow, Qt::QueuedConnection);
+    QAccessibleEvent shown(stoppingNotice_, QAccessible::Alert);
+    QAccessible::updateAccessibility(&shown);
 }
 
 QWidget* InstallingView::buildStepList() {
@@ -84,11 +105,17 @@ QWidget* InstallingView::buildStepList() {
 
     auto* content = new QWidget;
     content->setObjectName(QStringLiteral("stepColumn"));
+    setAccessibleRole(content, QAccessible::List);
     column_ = new QVBoxLayout(content);
     column_->setContentsMargins(20, 0, 20, 0);
     column_->setSpacing(8);
     column_->addStretch(1);
     stepList_->setWidget(content);
+    // Scrolling by hand pauses the following until the running row is back in sight, so the list
+    // never jumps away from what the user is reading.
+    connect(stepList_->verticalScrollBar(), &QScrollBar::valueChanged, this, [this] {
+        if (!scrollingToRow_) followPaused_ = true;
+    });
     return stepList_;
 }
 
@@ -97,8 +124,10 @@ void InstallingView::refresh() {
     setDisplayText(heading_, tr("Installing Pellix..."));
     const int value = int(std::lround(installer_.progress() * kProgressRange));
     progressBar_->setValue(std::clamp(value, 0, kProgressRange));
-    progressBar_->setAccessibleName(tr("Progress"));
-    stepList_->setAccessibleName(tr("Installation steps"));
+    setAccessibleNameOnce(this, heading_->text());
+    setAccessibleNameOnce(progressBar_, tr("Progress"));
+    setAccessibleNameOnce(stepList_, tr("Installation steps"));
+    setAccessibleNameOnce(column_->parentWidget(), tr("Installation steps"));
     refreshRows();
 }
 
@@ -128,6 +157,33 @@ void InstallingView::refreshRows() {
     }
     rows_ = std::move(ordered);
     rowsById_ = std::move(kept);
+    // Queued behind the layout requests the new texts posted, so the rows have their new heights.
+    QMetaObject::invokeMethod(this, &InstallingView::followRunningRow, Qt::QueuedConnection);
+}
+
+StepRow* InstallingView::runningRow() const {
+    const std::vector<InstallStep>& steps = installer_.steps();
+    for (std::size_t i = 0; i < steps.size() && i < rows_.size(); ++i) {
+        if (steps[i].status == StepStatus::running) return rows_[i];
+    }
+    return nullptr;
+}
+
+bool InstallingView::inView(const QWidget* row) const {
+    const QRect shown(QPoint(0, 0), stepList_->viewport()->size());
+    const QRect place(row->mapTo(stepList_->viewport(), QPoint(0, 0)), row->size());
+    return shown.contains(place);
+}
+
+void InstallingView::followRunningRow() {
+    StepRow* row = runningRow();
+    if (row == nullptr) return;
+    if (followPaused_ && inView(row)) followPaused_ = false;
+    if (followPaused_) return;
+    scrollingToRow_ = true;
+    // The row spacing as margin: the nearest edge shows the gap, and the list moves no further.
+    stepList_->ensureWidgetVisible(row, 0, 8);
+    scrollingToRow_ = false;
 }
 
 }  // namespace pellix

@@ -27,6 +27,11 @@ class InstallingView : public Screen {
 public:
     explicit InstallingView(InstallerViewModel& installer, QWidget* parent = nullptr);
     void refresh() override;
+    // No controls: focus rests on the list, where the arrow keys scroll it.
+    QWidget* firstFocus() const override;
+
+    // Says, under the list, that the install stops once the row under way has finished.
+    void showStopping();
 
     // The rows in the order shown; row i is also named "stepRow-i".
     const std::vector<StepRow*>& rows() const { return rows_; }
@@ -37,6 +42,9 @@ public:
 private:
     QWidget* buildStepList();
     void refreshRows();
+    void followRunningRow();
+    StepRow* runningRow() const;
+    bool inView(const QWidget* row) const;
 
     InstallerViewModel& installer_;
     EmojiLabel* emblem_;
@@ -46,6 +54,9 @@ private:
     QVBoxLayout* column_;
     std::vector<StepRow*> rows_;
     std::map<std::string, StepRow*> rowsById_;
+    QLabel* stoppingNotice_;
+    bool followPaused_ = false;
+    bool scrollingToRow_ = false;
 };
 
 }  // namespace pellix

@@ -71,6 +71,13 @@ void PushButton::paintEvent(QPaintEvent*) {
         if (ring) {
             const QColor ringColor = theme::withOpacity(theme::color(NamedColor::blue), 0.85);
             painter.strokePath(outline, QPen(ringColor, ButtonFace::kBorder));
+            // Blue alone vanishes against a purple or red fill: a white line just inside the
+            // ring keeps it visible on every fill, and the button keeps its size and colours.
+            if (fill.alpha() == 255) {
+                const QPainterPath inner =
+                    roundedOutline(rect().adjusted(2, 2, -2, -2), 1, face_.cornerRadius - 2);
+                painter.strokePath(inner, QPen(Qt::white, 1));
+            }
         }
         painter.setRenderHint(QPainter::Antialiasing, false);
     }
@@ -90,9 +97,11 @@ void PushButton::keyPressEvent(QKeyEvent* event) {
 }
 
 void PushButton::focusInEvent(QFocusEvent* event) {
+    // Every way of arriving but a click shows the ring: the keyboard, the window becoming active
+    // (focus returns to the control that had it) and a new screen putting focus on its main
+    // button, so a keyboard user always sees where Return and Space will act.
     const Qt::FocusReason reason = event->reason();
-    showFocusRing(reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
-                  reason == Qt::ShortcutFocusReason);
+    showFocusRing(reason != Qt::MouseFocusReason && reason != Qt::PopupFocusReason);
     QPushButton::focusInEvent(event);
 }
 

@@ -31,8 +31,8 @@ struct ButtonFace {
 QPainterPath roundedOutline(const QRectF& box, qreal border, qreal cornerRadius);
 
 // Also presses on Return and Enter as well as Space, as keyboard users expect of every button on a
-// screen without a default button. Its focus ring shows only when the keyboard moved focus to it,
-// as on macOS, where a click never leaves a ring behind; the property "focusRing" tells whether it
+// screen without a default button. Its focus ring shows unless a click gave it focus, as on
+// macOS, where a click never leaves a ring behind; the property "focusRing" tells whether it
 // shows.
 class PushButton : public QPushButton {
     Q_OBJECT

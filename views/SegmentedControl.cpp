@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "Theme.h"
 
@@ -34,12 +35,14 @@ SegmentedControl::SegmentedControl(const QString& objectName, QWidget* parent)
     row->setContentsMargins(1, 1, 1, 1);
     row->setSpacing(1);
     group_->setExclusive(true);
+    setAccessibleRole(this, QAccessible::Grouping);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
 void SegmentedControl::addSegment(const QString& tag) {
     auto* button = new PushButton(objectName() + QLatin1Char('-') + tag, this);
     button->setCheckable(true);
+    setAccessibleRole(button, QAccessible::RadioButton);
     button->setFace(segmentFace());
     button->setFont(theme::systemFont(13));
     button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -117,6 +120,12 @@ QPushButton* SegmentedControl::checkedSegment() const {
 QPushButton* SegmentedControl::segment(const QString& tag) const {
     return findChild<QPushButton*>(objectName() + QLatin1Char('-') + tag,
                                    Qt::FindDirectChildrenOnly);
+}
+
+QWidget* SegmentedControl::focusTarget() const {
+    if (QPushButton* chosen = checkedSegment()) return chosen;
+    const QList<QAbstractButton*> buttons = group_->buttons();
+    return buttons.isEmpty() ? nullptr : buttons.front();
 }
 
 }  // namespace pellix

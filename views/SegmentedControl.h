@@ -24,6 +24,8 @@ public:
     void setSegmentText(const QString& tag, const QString& text);
     // Checks the segment of `tag`, or none when no segment has that tag.
     void setSelectedTag(const QString& tag);
+    // The segment keyboard focus enters at: the chosen one, else the first.
+    QWidget* focusTarget() const;
 
     // Called with the tag of a segment the user chose.
     std::function<void(const QString&)> onSelected;

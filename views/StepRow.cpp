@@ -4,12 +4,21 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "StatusGlyph.h"
 #include "Theme.h"
 #include "WrappingLabel.h"
 
 namespace pellix {
+
+namespace {
+
+void setTextOnce(QLabel* label, const QString& text) {
+    if (label->text() != text) label->setText(text);
+}
+
+}  // namespace
 
 StepRow::StepRow(QWidget* parent) : QWidget(parent) {
     auto* row = new QHBoxLayout(this);
@@ -36,14 +45,16 @@ StepRow::StepRow(QWidget* parent) : QWidget(parent) {
 void StepRow::display(const InstallStep& step) {
     glyph_->setSymbol(icon(step.status), theme::color(color(step.status)));
     const std::string_view status = toString(step.status);
-    glyph_->setAccessibleName(QString::fromUtf8(status.data(), qsizetype(status.size())));
-    setDisplayText(label_, QString::fromStdString(step.label));
-    setDisplayText(detail_, QString::fromStdString(step.detail));
+    // The texts are the row's name; the labels themselves are not in the accessible tree.
+    setTextOnce(label_, QString::fromStdString(step.label));
+    setTextOnce(detail_, QString::fromStdString(step.detail));
     // An empty detail takes no room at all, so the row is one line high.
     detail_->setVisible(!step.detail.empty());
-    setAccessibleName(step.detail.empty()
-                          ? label_->text()
-                          : label_->text() + QStringLiteral(", ") + detail_->text());
+    // One name for the whole row, so a change of status or detail is announced once, in full.
+    QString name = label_->text() + QStringLiteral(", ") +
+                   QString::fromUtf8(status.data(), qsizetype(status.size()));
+    if (!step.detail.empty()) name += QStringLiteral(", ") + detail_->text();
+    setAccessibleNameOnce(this, name);
 }
 
 }  // namespace pellix

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "Accessibility.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "SegmentedControl.h"
@@ -30,6 +31,7 @@ QWidget* padded(QWidget* content, int sides) {
 WelcomeView::WelcomeView(InstallerViewModel& installer, QWidget* parent)
     : Screen(parent), installer_(installer) {
     setObjectName(QStringLiteral("welcomeView"));
+    setAccessibleRole(this, QAccessible::Pane);
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(24);
@@ -82,6 +84,9 @@ QWidget* WelcomeView::buildChoices() {
         installer_.setModelChoice(tag.toStdString());
     };
 
+    // Each caption names its picker, for assistive technology and as the picker's label.
+    scanCaption_->setBuddy(scanPicker_);
+    modelCaption_->setBuddy(modelPicker_);
     column->addWidget(scanCaption_);
     column->addWidget(scanPicker_);
     column->addSpacing(4);
@@ -97,6 +102,8 @@ QWidget* WelcomeView::buildStatusLine() {
     row->setSpacing(6);
     statusIcon_ = new StatusGlyph(12, line);
     statusIcon_->setObjectName(QStringLiteral("openclawStatusIcon"));
+    // The text beside it says the same.
+    hideFromAssistiveTechnology(statusIcon_);
     statusText_ = makeLabel(QStringLiteral("openclawStatusText"), theme::systemFont(12),
                             theme::color(NamedColor::secondary), line);
     row->addStretch(1);
@@ -124,14 +131,17 @@ void WelcomeView::refresh() {
 void WelcomeView::refreshTexts() {
     emblem_->setEmoji(tr("\U0001F9E0"));  // brain
     setDisplayText(title_, tr("Pellix Agent"));
+    setAccessibleNameOnce(this, title_->text());
     setDisplayText(subtitle_, tr("Behavioral Drift Detection & AI Conscience"));
     setDisplayText(tagline_, tr("Your AI says it's working. Pellix checks if that's true."));
     setDisplayText(scanCaption_, tr("Scan Frequency"));
+    setAccessibleNameOnce(scanPicker_, scanCaption_->text());
     scanPicker_->setSegmentText(QStringLiteral("vigilant"), tr("Vigilant (5 min)"));
     scanPicker_->setSegmentText(QStringLiteral("standard"), tr("Standard (15 min)"));
     scanPicker_->setSegmentText(QStringLiteral("relaxed"), tr("Relaxed (hourly)"));
     scanPicker_->setSegmentText(QStringLiteral("daily"), tr("Daily Digest"));
     setDisplayText(modelCaption_, tr("AI Model"));
+    setAccessibleNameOnce(modelPicker_, modelCaption_->text());
     modelPicker_->setSegmentText(QStringLiteral("haiku"), tr("Haiku (~$15/mo)"));
     modelPicker_->setSegmentText(QStringLiteral("sonnet"), tr("Sonnet (~$45/mo)"));
     modelPicker_->setSegmentText(QStringLiteral("opus"), tr("Opus (~$150/mo)"));
@@ -144,7 +154,6 @@ void WelcomeView::refreshOpenClawState() {
     const bool found = installer_.openclawExists();
     statusIcon_->setSymbol(found ? "checkmark.circle.fill" : "xmark.circle.fill",
                            theme::color(found ? NamedColor::green : NamedColor::red));
-    statusIcon_->setAccessibleName(found ? tr("found") : tr("missing"));
     setDisplayText(statusText_, found ? tr("OpenClaw detected") : tr("OpenClaw not found"));
     ButtonFace face;
     face.fill = theme::color(found ? NamedColor::purple : NamedColor::gray);
@@ -154,6 +163,15 @@ void WelcomeView::refreshOpenClawState() {
     face.verticalPadding = 10;
     installButton_->setFace(face);
     installButton_->setEnabled(found);
+}
+
+QAbstractButton* WelcomeView::defaultButton() const {
+    return installButton_->isEnabled() ? installButton_ : nullptr;
+}
+
+QWidget* WelcomeView::firstFocus() const {
+    if (installButton_->isEnabled()) return installButton_;
+    return scanPicker_->focusTarget();
 }
 
 }  // namespace pellix

@@ -21,6 +21,10 @@ class WelcomeView : public Screen {
 public:
     explicit WelcomeView(InstallerViewModel& installer, QWidget* parent = nullptr);
     void refresh() override;
+    // Install answers Return while OpenClaw is found. There is no other way out, so no Escape.
+    QAbstractButton* defaultButton() const override;
+    // The install button when it can be used, else the scan picker's chosen segment.
+    QWidget* firstFocus() const override;
 
 private:
     void buildHeader(QVBoxLayout* stack);

@@ -73,7 +73,16 @@ void WrappingLabel::paintEvent(QPaintEvent*) {
     else if (alignment() & Qt::AlignBottom)
         top += area.height() - height;
     painter.setPen(palette().color(foregroundRole()));
-    layout.draw(&painter, QPointF(area.left(), top));
+    QList<QTextLayout::FormatRange> selection;
+    if (hasSelectedText()) {
+        QTextLayout::FormatRange range;
+        range.start = selectionStart();
+        range.length = int(selectedText().size());
+        range.format.setBackground(palette().color(QPalette::Highlight));
+        range.format.setForeground(palette().color(QPalette::HighlightedText));
+        selection.append(range);
+    }
+    layout.draw(&painter, QPointF(area.left(), top), selection);
 }
 
 }  // namespace pellix

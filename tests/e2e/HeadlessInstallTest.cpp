@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "HeadlessRun.h"
+#include "HomeLock.h"
 #include "TestSupport.h"
 
 namespace fs = std::filesystem;
@@ -157,6 +158,22 @@ TEST_F(HeadlessInstall, MissingOpenClawStopsWithTheDocumentationHint) {
     EXPECT_EQ(last.err,
               "Installation failed: OpenClaw must be installed first. Visit "
               "docs.openclaw.ai for setup instructions.\n");
+}
+
+TEST_F(HeadlessInstall, AnotherInstallerOnTheSameHomeStopsItBeforeAnyChange) {
+    std::optional<HomeLock> held;
+    ASSERT_EQ(HomeLock::tryAcquire(openclawHome(), held), HomeLock::Outcome::acquired);
+    const std::string configBefore = test::readFile(openclawHome() + "/openclaw.json");
+    last = run({});
+    EXPECT_EQ(last.exitStatus, 1);
+    EXPECT_EQ(last.err, "Installation failed: Another Pellix installer is already working on " +
+                            openclawHome() + ". Wait for it to finish, then try again.\n");
+    EXPECT_FALSE(fs::exists(pellixDir()));
+    EXPECT_EQ(test::readFile(openclawHome() + "/openclaw.json"), configBefore);
+
+    held.reset();
+    EXPECT_EQ(run({}).exitStatus, 0);
+    EXPECT_TRUE(fs::exists(pellixDir()));
 }
 
 TEST_F(HeadlessInstall, NoWorkspaceStopsOnTheSecondRow) {

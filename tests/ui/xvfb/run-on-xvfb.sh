@@ -1,9 +1,10 @@
 #!/bin/sh
-# Runs a test binary against a private Xvfb server: Xvfb picks a free display itself (-displayfd),
+# Runs a test binary (with any further arguments) against a private Xvfb server: Xvfb picks a free display itself (-displayfd),
 # the binary runs with the xcb platform, and the server is stopped whatever happens.
 # Exit 77 (a skip for ctest) when Xvfb is not installed.
 set -u
 test_binary=$1
+shift
 
 if ! command -v Xvfb >/dev/null 2>&1; then
     echo "SKIP: Xvfb is not installed (Debian: apt-get install xvfb); the real-window smoke test needs it."
@@ -36,4 +37,6 @@ while [ ! -s "$work/display" ]; do
 done
 display=$(tr -d '[:space:]' <"$work/display")
 
-DISPLAY=":$display" QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR="$work" "$test_binary"
+# Without a session bus of its own, the binary must not autolaunch one that outlives the run.
+DISPLAY=":$display" QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR="$work" \
+    DBUS_SESSION_BUS_ADDRESS="${DBUS_SESSION_BUS_ADDRESS:-disabled:}" "$test_binary" "$@"
