@@ -136,7 +136,7 @@ void printLine(const Console& console, StepStatus status, const std::string& tex
     console.out << "  " << statusMark(status, console.colour) << ' ' << text << '\n';
 }
 
-void printUninstall(const Console& console, const Uninstall& result) {
+void printUninstall(const Console& console, const Uninstall& result, bool purge) {
     for (const PartResult& part : result.jobs) {
         printLine(console, part.status, part.name + ": " + part.detail);
     }
@@ -149,8 +149,10 @@ void printUninstall(const Console& console, const Uninstall& result) {
         printLine(console, ok ? StepStatus::success : StepStatus::failed,
                   "openclaw.json: " + configLine(*result.config));
     }
-    printLine(console, result.sessionStore.status,
-              "session store " + result.sessionStore.name + ": " + result.sessionStore.detail);
+    if (result.wasInstalled || purge) {
+        printLine(console, result.sessionStore.status,
+                  "session store " + result.sessionStore.name + ": " + result.sessionStore.detail);
+    }
     if (result.gatewayRestart) {
         if (result.gatewayRestart->status == 0) {
             printLine(console, StepStatus::success, "OpenClaw gateway restarted");
@@ -213,14 +215,15 @@ int runUninstall(const CommandOptions& options, InstallerViewModel& model, const
         console.err << anotherInstallerRunningMessage(home) << '\n';
         return toInt(ExitCode::failed);
     }
-    if (!options.json) console.out << "Removing Pellix from " << home << "\n";
     const Uninstall result = uninstall(model, options.purge);
     const auto problems = result.problems();
     if (options.json) {
         console.out << uninstallJson(result, model.configFile());
+    } else if (!result.wasInstalled && !options.purge) {
+        console.out << "Pellix is not installed in " << home << "; nothing to do.\n";
     } else {
-        printUninstall(console, result);
-        if (!result.wasInstalled) console.out << "Pellix was not installed; nothing else to do.\n";
+        console.out << "Removing Pellix from " << home << "\n";
+        printUninstall(console, result, options.purge);
         if (result.wasInstalled && problems.empty()) console.out << "Pellix is uninstalled.\n";
     }
     for (const std::string& problem : problems) console.err << "Not removed: " << problem << '\n';
