@@ -82,7 +82,11 @@ std::string statusJson(const AgentStatus& status) {
 
 std::string describeJob(const JobState& job) {
     std::string text = job.label + ": " + (job.loaded ? "loaded" : "not loaded");
-    if (job.alwaysOn) text += job.running ? ", running" : ", not running";
+    if (job.running) {
+        text += ", running";
+    } else if (job.alwaysOn) {
+        text += ", not running";
+    }
     if (job.pid) text += " (pid " + std::to_string(*job.pid) + ")";
     if (!job.lastRun.empty()) text += ", last run " + job.lastRun;
     if (!job.fileInstalled) text += ", job file missing";

@@ -1,27 +1,17 @@
-// Temporary: stand-ins for the core operations that the status, uninstall and restore-config
-// commands call, until the core's own definitions land. launchd only, no backup of openclaw.json.
+// Temporary: stand-ins for the openclaw.json operations that the status, uninstall and
+// restore-config commands call, until the core's own definitions land. No backup of openclaw.json.
 // Removed in the commit that merges the real ones.
 
 #include <rapidjson/document.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
-#include <filesystem>
-
 #include "FileIo.h"
-#include "InstallerViewModel.h"
 #include "OpenClawConfig.h"
-#include "steps/PropertyLists.h"
 
 namespace pellix {
 
 namespace {
-
-std::vector<std::string> jobLabels() {
-    std::vector<std::string> labels{serviceJobLabel()};
-    for (const ScannerJob& job : kScannerJobs) labels.push_back(jobLabel(job.labelSuffix));
-    return labels;
-}
 
 bool isPellix(const rapidjson::Value& entry, const char* key) {
     return entry.IsObject() && entry.HasMember(key) && entry[key].IsString() &&
@@ -124,42 +114,6 @@ ConfigRemoval removePellixFromConfig(const std::string& configPath) {
 
 ConfigRestoreResult restoreConfigBackup(const std::string&) {
     return {ConfigRestore::noBackup, "", ""};
-}
-
-Task<std::string> InstallerViewModel::serviceManagerName() {
-    co_return std::string("launchd");
-}
-
-Task<std::vector<JobState>> InstallerViewModel::describeJobs() {
-    std::vector<JobState> jobs;
-    for (const std::string& label : jobLabels()) {
-        JobState job;
-        job.label = label;
-        job.alwaysOn = label == serviceJobLabel();
-        std::error_code error;
-        job.fileInstalled = std::filesystem::exists(
-            launchAgentsFolder(homeDirectory()) + "/" + label + ".plist", error);
-        const ShellResult print = co_await shellCommand("launchctl print gui/$(id -u)/" + label);
-        job.loaded = print.status == 0;
-        job.running = job.loaded && print.output.find("state = running") != std::string::npos;
-        if (const auto at = print.output.find("pid = "); job.running && at != std::string::npos) {
-            job.pid = std::stoll(print.output.substr(at + 6));
-        }
-        jobs.push_back(job);
-    }
-    co_return jobs;
-}
-
-Task<std::vector<JobRemoval>> InstallerViewModel::removeJobs() {
-    std::vector<JobRemoval> removals;
-    for (const std::string& label : jobLabels()) {
-        const std::string plist = launchAgentsFolder(homeDirectory()) + "/" + label + ".plist";
-        co_await shellCommand("launchctl bootout gui/$(id -u)/" + label + " 2>/dev/null");
-        std::error_code error;
-        std::filesystem::remove(plist, error);
-        removals.push_back({label, !error, error ? error.message() : ""});
-    }
-    co_return removals;
 }
 
 }  // namespace pellix

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "InstallerViewModel.h"
+#include "steps/ServiceManager.h"
 
 namespace fs = std::filesystem;
 
@@ -219,7 +220,8 @@ void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
 
 Task<void> InstallerViewModel::restartGateway() {
     beginStep(gatewayRestart);
-    const ShellResult restart = co_await shellCommand("openclaw gateway restart");
+    const ShellResult restart =
+        co_await runCommand("openclaw gateway restart", CommandKind::gatewayRestart);
     if (restart.status == 0) {
         finishStep(gatewayRestart, {StepStatus::success, "Gateway restarted"});
     } else {

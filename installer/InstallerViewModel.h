@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,9 @@
 #include "Task.h"
 
 namespace pellix {
+
+class ServiceManager;
+enum class CommandKind;
 
 enum class Property { phase, steps, progress, errorMessage, scanPreset, modelChoice };
 
@@ -83,6 +87,10 @@ protected:
     virtual StepResult registerPellixAgent(const std::string& configPath);
     virtual StepResult addToAllowlist(const std::string& configPath);
     Task<ShellResult> shellCommand(std::string command);
+    // shellCommand with the time limit and environment of its kind.
+    Task<ShellResult> runCommand(std::string command, CommandKind kind);
+    // Chosen on first use and kept for the view model's life.
+    Task<ServiceManager*> serviceManager();
     Task<std::string> findPython3();
     virtual Task<StepResult> installLaunchdService(std::string pellixDir);
     virtual Task<StepResult> installScheduledScanners(std::string pellixDir);
@@ -115,6 +123,9 @@ private:
     std::string errorMessage_;
     std::string scanPreset_ = "standard";
     std::string modelChoice_ = "sonnet";
+
+    std::shared_ptr<ServiceManager> serviceManager_;
+    bool shellNoticeGiven_ = false;
 
     std::vector<std::pair<ObserverId, Observer>> willChange_;
     std::vector<std::pair<ObserverId, Observer>> didChange_;

@@ -3,6 +3,7 @@
 // can replace each of them. The defaults are the real ones; nothing else is read from the
 // environment. Built on the UI thread; the functions are safe to call from any thread.
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -27,6 +28,10 @@ std::string userHomeDirectory();
 // pellix-installer; the empty string when the executable's own path cannot be found.
 std::string applicationResourceDirectory();
 
+// Which service manager keeps the agent's jobs: decided by asking the children's shell for
+// `launchctl` (found: launchd, else systemd), or fixed, as the tests do.
+enum class ServiceManagerChoice { automatic, launchd, systemd };
+
 struct Platform {
     std::function<std::optional<std::string>(const std::string&)> environment = processEnvironment;
     std::function<std::string()> homeDirectory = userHomeDirectory;
@@ -34,6 +39,10 @@ struct Platform {
     std::string shell = "/bin/zsh";
     std::string childPath = kChildPath;
     Executor runBlockingJob = runInline;
+    ServiceManagerChoice serviceManager = ServiceManagerChoice::automatic;
+    // How long a child may run before its process group is killed and it counts as failed.
+    std::chrono::milliseconds commandTimeLimit{60'000};
+    std::chrono::milliseconds gatewayRestartTimeLimit{120'000};
     // One line for the person at the terminal, outside the checklist: how to finish a step by
     // hand, which command timed out, what is missing on the machine. Called on the owning
     // thread; the window ignores it, the terminal front end prints it on standard error.

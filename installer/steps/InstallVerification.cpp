@@ -1,4 +1,5 @@
-// The last install step: are the agent's key files in place, and does launchd list the service?
+// The last install step: are the agent's key files in place, and does the service manager report
+// the service?
 // Never worse than a warning.
 
 #include <filesystem>
@@ -7,6 +8,7 @@
 
 #include "../InstallerViewModel.h"
 #include "../RequiredAgentFiles.h"
+#include "ServiceManager.h"
 
 namespace pellix {
 
@@ -25,10 +27,9 @@ Task<StepResult> InstallerViewModel::verifyInstall(std::string pellixDir) {
     for (std::string_view relative : kRequiredAgentFiles) {
         if (!existsAt(pellixDir + "/" + std::string(relative))) ++missing;
     }
-    // Asked even when files are missing; a shell that cannot start prints no label, so the
-    // service then reads as not running.
-    const ShellResult listing = co_await shellCommand("launchctl list | grep pellix-service");
-    const bool serviceRunning = listing.output.find("pellix-service") != std::string::npos;
+    // Asked even when files are missing.
+    ServiceManager* manager = co_await serviceManager();
+    const bool serviceRunning = co_await manager->isServiceRunning();
 
     if (missing > 0) {
         co_return StepResult{StepStatus::warning,

@@ -7,7 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <optional>
 #include <utility>
@@ -78,7 +80,7 @@ struct SpawnSetup {
 // ours. Signal dispositions and the mask start clean: an installer that ignores SIGPIPE must not
 // pass that on, or `... | head -1` lines would stop behaving like they do in a terminal.
 int prepareSpawn(SpawnSetup& setup, int outputFd) {
-    short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+    short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP;
     int error = 0;
 #ifdef __APPLE__
     flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
@@ -99,6 +101,7 @@ int prepareSpawn(SpawnSetup& setup, int outputFd) {
     sigdelset(&allSignals, SIGSTOP);
     if (error == 0) error = posix_spawnattr_setsigmask(&setup.attributes, &noSignals);
     if (error == 0) error = posix_spawnattr_setsigdefault(&setup.attributes, &allSignals);
+    if (error == 0) error = posix_spawnattr_setpgroup(&setup.attributes, 0);
     if (error == 0) error = posix_spawnattr_setflags(&setup.attributes, flags);
     return error;
 }
@@ -169,20 +172,36 @@ std::optional<int> reapBlocking(pid_t pid) {
 struct Collected {
     std::string bytes;
     std::optional<int> waitStatus;
+    bool timedOut = false;
 };
 
+using Clock = std::chrono::steady_clock;
+
 // Reads while waiting, so a child that prints more than the pipe holds never stalls on a write.
-Collected collectUntilExit(pid_t pid, int fd) {
+// A child that closes its output early is still waited for within the limit, never blocked on.
+Collected collectUntilExit(pid_t pid, int fd, std::chrono::milliseconds timeLimit) {
     Collected result;
+    const auto deadline = Clock::now() + timeLimit;
+    bool open = true;
+    // After the end of file the exit follows at once, so the first checks come quickly.
+    int closedWaitMillis = 1;
     pollfd watch{fd, POLLIN, 0};
     for (;;) {
-        const int ready = ::poll(&watch, 1, kExitCheckMillis);
-        if (ready > 0 && readSome(fd, result.bytes) == ReadOutcome::endOfFile) {
-            result.waitStatus = reapBlocking(pid);
-            return result;
+        const int ready = ::poll(&watch, open ? 1 : 0, open ? kExitCheckMillis : closedWaitMillis);
+        if (!open) closedWaitMillis = std::min(closedWaitMillis * 2, kExitCheckMillis);
+        if (open && ready > 0 && readSome(fd, result.bytes) == ReadOutcome::endOfFile) {
+            open = false;
+            continue;
         }
         if (reapIfExited(pid, result.waitStatus)) {
-            drainAvailable(fd, result.bytes);
+            if (open) drainAvailable(fd, result.bytes);
+            return result;
+        }
+        if (timeLimit.count() > 0 && Clock::now() >= deadline) {
+            ::kill(-pid, SIGKILL);
+            result.waitStatus = reapBlocking(pid);
+            result.timedOut = true;
+            if (open) drainAvailable(fd, result.bytes);
             return result;
         }
     }
@@ -238,21 +257,39 @@ bool isValidUtf8(std::string_view bytes) {
 
 ShellResult runShell(const std::string& shell, const std::string& command,
                      const std::string& childPath, const std::string& home) {
+    return runChild(shell, command, childPath, home, {}).result;
+}
+
+ChildOutcome runChild(const std::string& shell, const std::string& command,
+                      const std::string& childPath, const std::string& home,
+                      const ChildLimits& limits) {
+    ChildOutcome outcome;
     Fd readEnd;
     Fd writeEnd;
-    if (const int error = makePipe(readEnd, writeEnd); error != 0) return {-1, errorText(error)};
+    if (const int error = makePipe(readEnd, writeEnd); error != 0) {
+        outcome.result = {-1, errorText(error)};
+        return outcome;
+    }
 
-    const std::vector<std::string> environment = {"PATH=" + childPath, "HOME=" + home};
+    std::vector<std::string> environment = {"PATH=" + childPath, "HOME=" + home};
+    environment.insert(environment.end(), limits.extraEnvironment.begin(),
+                       limits.extraEnvironment.end());
     pid_t pid = 0;
     const int error = spawnShell(shell, command, environment, writeEnd.get(), pid);
     // Our copy of the write end must go, or the end of file would never come.
     writeEnd.reset();
-    if (error != 0) return {-1, errorText(error)};
+    if (error != 0) {
+        outcome.result = {-1, errorText(error)};
+        outcome.launchFailed = true;
+        return outcome;
+    }
 
-    Collected collected = collectUntilExit(pid, readEnd.get());
+    Collected collected = collectUntilExit(pid, readEnd.get(), limits.timeLimit);
+    outcome.timedOut = collected.timedOut;
     const std::int32_t status = terminationStatus(collected.waitStatus);
-    if (!isValidUtf8(collected.bytes)) return {status, ""};
-    return {status, std::move(collected.bytes)};
+    outcome.result.status = status;
+    if (isValidUtf8(collected.bytes)) outcome.result.output = std::move(collected.bytes);
+    return outcome;
 }
 
 }  // namespace pellix

@@ -35,14 +35,6 @@ std::string stringLine(int depth, std::string_view value) {
 
 }  // namespace
 
-std::string jobLabel(std::string_view suffix) {
-    return kJobLabelPrefix + std::string(suffix);
-}
-
-std::string serviceJobLabel() {
-    return jobLabel(".pellix-service");
-}
-
 std::string launchAgentsFolder(const std::string& home) {
     return home + "/Library/LaunchAgents";
 }

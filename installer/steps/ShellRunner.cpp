@@ -1,10 +1,14 @@
 // Every external command the installer runs goes through shellCommand; the child runs as a job on
 // the platform's executor so the window keeps painting while it waits.
 
+#include <unistd.h>
+
+#include <chrono>
 #include <string_view>
 
 #include "../InstallerViewModel.h"
 #include "ProcessRunner.h"
+#include "ServiceManager.h"
 
 namespace pellix {
 
@@ -45,19 +49,58 @@ std::string trimWhitespaceAndNewlines(std::string_view text) {
     return std::string(text.substr(begin, end - begin));
 }
 
+// Seconds where the limit is whole seconds (as in the product), else milliseconds (tests).
+std::string limitText(std::chrono::milliseconds limit) {
+    if (limit.count() % 1000 == 0) return std::to_string(limit.count() / 1000) + " s";
+    return std::to_string(limit.count()) + " ms";
+}
+
+// The user's manager is found through its runtime folder; without one of our own the login
+// session's standard place is the best guess.
+std::string runtimeDirectory(const Platform& platform) {
+    if (auto configured = platform.environment("XDG_RUNTIME_DIR");
+        configured && !configured->empty()) {
+        return *configured;
+    }
+    return "/run/user/" + std::to_string(::getuid());
+}
+
 }  // namespace
 
 Task<ShellResult> InstallerViewModel::shellCommand(std::string command) {
+    co_return co_await runCommand(std::move(command), CommandKind::ordinary);
+}
+
+Task<ShellResult> InstallerViewModel::runCommand(std::string command, CommandKind kind) {
     // Copied now, on the owning thread: the job may run on a worker thread.
     const std::string shell = platform().shell;
     const std::string childPath = platform().childPath;
     const std::string home = homeDirectory();
+    ChildLimits limits;
+    limits.timeLimit = kind == CommandKind::gatewayRestart ? platform().gatewayRestartTimeLimit
+                                                           : platform().commandTimeLimit;
+    if (kind == CommandKind::userManager) {
+        limits.extraEnvironment.push_back("XDG_RUNTIME_DIR=" + runtimeDirectory(platform()));
+    }
+    const std::string shown = command;
     // Named, not a temporary inside the co_await: GCC 12 destroys a lambda temporary there at the
     // wrong address, freeing memory it never allocated.
-    auto job = [shell, childPath, home, command = std::move(command)] {
-        return runShell(shell, command, childPath, home);
+    auto job = [shell, childPath, home, command = std::move(command), limits] {
+        return runChild(shell, command, childPath, home, limits);
     };
-    co_return co_await runBlocking(platform().runBlockingJob, std::move(job));
+    const ChildOutcome outcome = co_await runBlocking(platform().runBlockingJob, std::move(job));
+    if (outcome.timedOut) {
+        platform().notice("Stopped after " + limitText(limits.timeLimit) +
+                          " without finishing: " + shown);
+    }
+    if (outcome.launchFailed && !shellNoticeGiven_) {
+        // Said once: without the shell every later command fails the same way.
+        shellNoticeGiven_ = true;
+        platform().notice("Cannot run " + shell + " (" + outcome.result.output +
+                          "): the installer runs every command through it. Install zsh (Debian "
+                          "and Ubuntu: sudo apt install zsh) and run the install again.");
+    }
+    co_return outcome.result;
 }
 
 Task<std::string> InstallerViewModel::findPython3() {

@@ -95,6 +95,9 @@ Platform testPlatform(const std::string& home, const std::string& fakeBin,
     platform.resourceDirectory = resourceDirectory;
     platform.childPath = fakeBin.empty() ? std::string(kChildPath) : fakeBin + ":" + kChildPath;
     platform.runBlockingJob = runInline;
+    // The pipeline tests pin launchd's behaviour; the systemd tests and the choice itself set
+    // their own.
+    platform.serviceManager = ServiceManagerChoice::launchd;
     return platform;
 }
 

@@ -55,6 +55,7 @@ public:
     using InstallerViewModel::installLaunchdService;
     using InstallerViewModel::installScheduledScanners;
     using InstallerViewModel::registerPellixAgent;
+    using InstallerViewModel::runCommand;
     using InstallerViewModel::setErrorMessage;
     using InstallerViewModel::setProgress;
     using InstallerViewModel::setSteps;
@@ -64,7 +65,7 @@ public:
 };
 
 // A platform rooted in `home`: OPENCLAW_HOME unset unless given, children's PATH led by
-// `fakeBin` when it is not empty, jobs run inline.
+// `fakeBin` when it is not empty, jobs run inline, launchd as the service manager.
 Platform testPlatform(const std::string& home, const std::string& fakeBin = "",
                       std::optional<std::string> openclawHome = std::nullopt,
                       const std::string& resourceDirectory = "");
