@@ -1,6 +1,7 @@
 #include "Cli.h"
 
 #include "Commands.h"
+#include "JsonOutput.h"
 
 #ifndef PELLIX_VERSION
 #define PELLIX_VERSION "0.0.0"
@@ -43,6 +44,22 @@ int runCommand(const CommandOptions& options, Platform platform, const Console& 
             console.err << usageErrorText({Command::help, "no command given"});
             return toInt(ExitCode::usage);
     }
+}
+
+bool lockHome(const std::string& openclawHome, std::optional<HomeLock>& lock,
+              const CommandOptions& options, const Console& console, std::string_view resultKey) {
+    if (HomeLock::tryAcquire(openclawHome, lock) != HomeLock::Outcome::busy) return true;
+    const std::string message = anotherInstallerRunningMessage(openclawHome);
+    console.err << message << '\n';
+    if (options.json) {
+        JsonOutput json;
+        json.beginObject();
+        json.key(resultKey).boolean(false);
+        json.key("error").text(message);
+        json.endObject();
+        console.out << json.str();
+    }
+    return false;
 }
 
 std::optional<std::string> noDisplayMessage(

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "Commands.h"
-#include "HomeLock.h"
 #include "JsonOutput.h"
 #include "OpenClawConfig.h"
 
@@ -76,10 +75,7 @@ int runRestoreConfig(const CommandOptions& options, InstallerViewModel& model,
                      const Console& console) {
     const std::string home = model.openclawHome();
     std::optional<HomeLock> lock;
-    if (HomeLock::tryAcquire(home, lock) == HomeLock::Outcome::busy) {
-        console.err << anotherInstallerRunningMessage(home) << '\n';
-        return toInt(ExitCode::failed);
-    }
+    if (!lockHome(home, lock, options, console, "restored")) return toInt(ExitCode::failed);
     const std::string configFile = model.configFile();
     const auto backup = findConfigBackup(configFile);
     const ConfigRestoreResult result = restoreConfigBackup(configFile);

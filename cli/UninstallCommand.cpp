@@ -6,7 +6,6 @@
 
 #include "AgentStatus.h"
 #include "Commands.h"
-#include "HomeLock.h"
 #include "JsonOutput.h"
 
 namespace fs = std::filesystem;
@@ -107,7 +106,12 @@ Uninstall uninstall(InstallerViewModel& model, bool purge) {
                                    removal.removed ? "stopped and removed" : removal.detail});
         }
         result.agentFiles = removeAgentTrees(model);
-        result.config = removePellixFromConfig(model.configFile());
+        // A home without openclaw.json has no entry to take out; that is not an unreadable file.
+        std::error_code error;
+        const bool configThere =
+            fs::exists(fs::symlink_status(fs::path(model.configFile()), error));
+        result.config = configThere ? removePellixFromConfig(model.configFile())
+                                    : ConfigRemoval::nothingToRemove;
     }
     result.sessionStore = handleSessionStore(model.openclawHome(), purge);
     // Only a changed host needs its gateway to pick up the change.
@@ -211,10 +215,7 @@ std::string uninstallJson(const Uninstall& result, const std::string& configFile
 int runUninstall(const CommandOptions& options, InstallerViewModel& model, const Console& console) {
     const std::string home = model.openclawHome();
     std::optional<HomeLock> lock;
-    if (HomeLock::tryAcquire(home, lock) == HomeLock::Outcome::busy) {
-        console.err << anotherInstallerRunningMessage(home) << '\n';
-        return toInt(ExitCode::failed);
-    }
+    if (!lockHome(home, lock, options, console, "uninstalled")) return toInt(ExitCode::failed);
     const Uninstall result = uninstall(model, options.purge);
     const auto problems = result.problems();
     if (options.json) {

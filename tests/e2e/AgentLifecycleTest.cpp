@@ -237,6 +237,18 @@ TEST_F(AgentLifecycle, UninstallFinishesAHalfRemovedInstall) {
     expectNothingOfTheAgentLeft();
 }
 
+TEST_F(AgentLifecycle, UninstallRemovesTheJobsOfAnOpenClawHomeThatIsGone) {
+    install();
+    fs::remove_all(openclawHome());
+    const auto outcome = run({"uninstall"});
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.out << outcome.err;
+    EXPECT_NE(outcome.out.find("  ✓ openclaw.json: nothing of Pellix in it\n"), std::string::npos)
+        << outcome.out;
+    for (const char* job : kJobs) EXPECT_FALSE(fs::exists(plist(job))) << job;
+    EXPECT_EQ(loadedJobs(), "");
+    EXPECT_FALSE(fs::exists(openclawHome()));
+}
+
 TEST_F(AgentLifecycle, UninstallRemovesALinkedTreeButNotWhatItPointsTo) {
     install();
     const std::string elsewhere = root / "elsewhere";
@@ -265,8 +277,13 @@ TEST_F(AgentLifecycle, UninstallWaitsForNoOtherInstaller) {
     for (const char* command : {"uninstall", "restore-config"}) {
         const auto outcome = run({command});
         EXPECT_EQ(outcome.exitStatus, 1) << command;
+        EXPECT_EQ(outcome.out, "");
         EXPECT_EQ(outcome.err, anotherInstallerRunningMessage(openclawHome()) + "\n");
     }
+    const json refused = runJson({"uninstall"});
+    EXPECT_EQ(last.exitStatus, 1);
+    EXPECT_EQ(refused, json({{"uninstalled", false},
+                             {"error", anotherInstallerRunningMessage(openclawHome())}}));
     EXPECT_TRUE(fs::exists(pellixDir()));
     EXPECT_TRUE(fs::exists(plist("ai.pellix.pellix-service")));
 }
