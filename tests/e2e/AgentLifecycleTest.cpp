@@ -158,6 +158,24 @@ TEST_F(AgentLifecycle, StatusNamesEachPartOfAHalfRemovedInstall) {
         << outcome.out;
 }
 
+TEST_F(AgentLifecycle, StatusColoursItsProblemMarksOnlyOnATerminal) {
+    install();
+    fs::remove(pellixDir() + "/SOUL.md");
+    test::RunOptions terminal;
+    terminal.onTerminal = true;
+    const auto coloured =
+        test::runInstaller(copy->executable(), {"status"}, home(), std::nullopt, terminal);
+    EXPECT_EQ(coloured.exitStatus, 1);
+    EXPECT_NE(coloured.out.find("  \033[31m✗\033[0m agent files: SOUL.md is missing"),
+              std::string::npos)
+        << coloured.out;
+    terminal.environment = {"NO_COLOR=1"};
+    const auto plain =
+        test::runInstaller(copy->executable(), {"status"}, home(), std::nullopt, terminal);
+    EXPECT_NE(plain.out.find("  ✗ agent files: SOUL.md is missing"), std::string::npos);
+    EXPECT_EQ(plain.out.find('\033'), std::string::npos);
+}
+
 TEST_F(AgentLifecycle, UninstallLeavesNothingOfTheAgentAndEveryOtherSettingAsBefore) {
     install();
     const auto outcome = run({"uninstall"});
@@ -165,6 +183,10 @@ TEST_F(AgentLifecycle, UninstallLeavesNothingOfTheAgentAndEveryOtherSettingAsBef
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(outcome.out.ends_with("Pellix is uninstalled.\n")) << outcome.out;
     expectNothingOfTheAgentLeft();
+#if !defined(PELLIX_CORE_STAND_INS)
+    // Untouched since the install wrote it, so the backup's bytes come back.
+    EXPECT_EQ(test::readFile(configFile()), kOriginalConfig);
+#endif
     EXPECT_TRUE(fs::is_directory(openclawHome() + "/agents/pellix/sessions"));
     EXPECT_TRUE(calls().ends_with("openclaw gateway restart\n"));
     EXPECT_EQ(fs::status(configFile()).permissions() & fs::perms::all,
