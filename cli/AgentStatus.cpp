@@ -24,13 +24,6 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
-std::string firstLine(const std::string& output) {
-    const auto begin = output.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos) return "";
-    const auto end = output.find_first_of("\r\n", begin);
-    return output.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
-}
-
 void nameJobProblems(const JobState& job, std::vector<std::string>& problems) {
     if (!job.fileInstalled) problems.push_back(job.label + ": job file missing");
     if (!job.loaded) {
@@ -69,6 +62,13 @@ void nameProblems(AgentStatus& status) {
 }
 
 }  // namespace
+
+std::string firstLine(const std::string& output) {
+    const auto begin = output.find_first_not_of(" \t\r\n");
+    if (begin == std::string::npos) return "";
+    const auto end = output.find_first_of("\r\n", begin);
+    return output.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+}
 
 std::string_view toString(ConfigValidation::Verdict verdict) {
     switch (verdict) {

@@ -47,6 +47,9 @@ AgentStatus gatherAgentStatus(InstallerViewModel& model, bool askTheHost = true)
 // The judgement of the host's validate command from its result.
 ConfigValidation judgeValidation(const ShellResult& result);
 
+// The first line of a command's output that is not blank, without its leading blanks.
+std::string firstLine(const std::string& output);
+
 // Where the agent's tree is, if any workspace of the home holds one.
 std::optional<std::string> installedPellixDir(const InstallerViewModel& model);
 

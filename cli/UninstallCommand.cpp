@@ -161,8 +161,10 @@ void printUninstall(const Console& console, const Uninstall& result, bool purge)
         if (result.gatewayRestart->status == 0) {
             printLine(console, StepStatus::success, "OpenClaw gateway restarted");
         } else {
+            const std::string said = firstLine(result.gatewayRestart->output);
             printLine(console, StepStatus::warning,
-                      "OpenClaw gateway restart failed; run 'openclaw gateway restart' yourself");
+                      "OpenClaw gateway restart failed" + (said.empty() ? "" : " (" + said + ")") +
+                          "; run 'openclaw gateway restart' yourself");
         }
     }
 }

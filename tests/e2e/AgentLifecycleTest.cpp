@@ -199,6 +199,19 @@ TEST_F(AgentLifecycle, UninstallLeavesNothingOfTheAgentAndEveryOtherSettingAsBef
     EXPECT_EQ(last.exitStatus, 3);
 }
 
+TEST_F(AgentLifecycle, AFailedGatewayRestartIsReportedButNotFatal) {
+    install();
+    test::writeFile(fakeBin + "/fail-openclaw", "");
+    const auto outcome = run({"uninstall"});
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_NE(outcome.out.find("  ! OpenClaw gateway restart failed (Gateway restart failed: "
+                               "gateway did not come back); run 'openclaw gateway restart' "
+                               "yourself\n"),
+              std::string::npos)
+        << outcome.out;
+    expectNothingOfTheAgentLeft();
+}
+
 TEST_F(AgentLifecycle, SecondUninstallChangesNothing) {
     install();
     ASSERT_EQ(run({"uninstall"}).exitStatus, 0);
