@@ -2,17 +2,15 @@
 // cannot run an agent it has no entry for.
 
 #include <algorithm>
-#include <exception>
-#include <optional>
+#include <initializer_list>
 #include <string>
 
 #include "../InstallerViewModel.h"
 #include "ConfigDocument.h"
 #include "ConfigEdits.h"
+#include "ConfigFile.h"
 
 namespace pellix {
-
-using nlohmann::json;
 
 namespace {
 
@@ -20,27 +18,27 @@ constexpr const char* kPellix = "pellix";
 constexpr const char* kCannotRead = "Cannot read openclaw.json";
 constexpr const char* kCannotWrite = "Failed to write openclaw.json";
 
-bool holdsString(const json& entry, const char* key, const char* expected) {
-    const auto it = entry.find(key);
-    return it != entry.end() && it->is_string() && it->get_ref<const std::string&>() == expected;
+JsonValue stringArray(std::initializer_list<const char*> texts, JsonAllocator& allocator) {
+    JsonValue array(rapidjson::kArrayType);
+    for (const char* text : texts) array.PushBack(stringValue(text, allocator), allocator);
+    return array;
 }
 
-// Earlier installers, and people editing by hand, may have used either key for the agent.
-bool isPellix(const json& entry) {
-    return holdsString(entry, "name", kPellix) || holdsString(entry, "id", kPellix);
-}
-
-json pellixEntry(const std::string& modelChoice, const std::string& scanPreset) {
+JsonValue pellixEntry(const std::string& modelChoice, const std::string& scanPreset,
+                      JsonAllocator& allocator) {
     const std::string model = modelIdentifier(modelChoice);
-    return {
-        {"name", kPellix},
-        {"description", "Behavioral drift detection & AI conscience"},
-        {"model", model},
-        {"heartbeatIntervalMinutes", heartbeatMinutes(scanPreset)},
-        {"heartbeatModel", model},
-        {"agentsDir", "agents/pellix-unified"},
-        {"tools", json::array({"read", "web_fetch", "exec", "message"})},
+    JsonValue entry(rapidjson::kObjectType);
+    const auto add = [&](const char* key, JsonValue value) {
+        entry.AddMember(stringValue(key, allocator), value.Move(), allocator);
     };
+    add("name", stringValue(kPellix, allocator));
+    add("description", stringValue("Behavioral drift detection & AI conscience", allocator));
+    add("model", stringValue(model, allocator));
+    add("heartbeatIntervalMinutes", JsonValue(heartbeatMinutes(scanPreset)));
+    add("heartbeatModel", stringValue(model, allocator));
+    add("agentsDir", stringValue("agents/pellix-unified", allocator));
+    add("tools", stringArray({"read", "web_fetch", "exec", "message"}, allocator));
+    return entry;
 }
 
 }  // namespace
@@ -58,32 +56,55 @@ int heartbeatMinutes(const std::string& scanPreset) {
     return 15;
 }
 
-Registration registerAgent(json& document, const std::string& modelChoice,
+bool isPellixEntry(const JsonValue& entry) {
+    return holdsString(member(entry, "name"), kPellix) || holdsString(member(entry, "id"), kPellix);
+}
+
+Registration registerAgent(ConfigDocument& document, const std::string& modelChoice,
                            const std::string& scanPreset) {
-    AgentList list = findAgentList(document);
-    if (std::any_of(list.entries.begin(), list.entries.end(), isPellix)) {
+    if (const JsonValue* list = findAgentList(document.root());
+        list != nullptr && std::any_of(list->Begin(), list->End(), isPellixEntry)) {
         return Registration::alreadyRegistered;
     }
-    list.entries.push_back(pellixEntry(modelChoice, scanPreset));
-    storeAgentList(document, std::move(list));
+    JsonValue entry = pellixEntry(modelChoice, scanPreset, document.allocator());
+    agentListForEditing(document).PushBack(entry.Move(), document.allocator());
     return Registration::added;
 }
 
-StepResult InstallerViewModel::registerPellixAgent(const std::string& configPath) {
-    std::optional<json> document = loadConfig(configPath);
-    if (!document) return {StepStatus::failed, kCannotRead};
+bool unregisterAgent(ConfigDocument& document) {
+    const JsonValue* found = findAgentList(document.root());
+    if (found == nullptr || std::none_of(found->Begin(), found->End(), isPellixEntry)) {
+        return false;
+    }
+    // The list the entries are in, not agentListForEditing's: moving the list to another key
+    // would be a change of its own.
+    JsonValue& list = *const_cast<JsonValue*>(found);
+    list.Erase(std::remove_if(list.Begin(), list.End(), isPellixEntry), list.End());
+    return true;
+}
 
+StepResult InstallerViewModel::registerPellixAgent(const std::string& configPath) {
     const std::string model = modelChoice();
     const std::string preset = scanPreset();
-    try {
-        if (registerAgent(*document, model, preset) == Registration::alreadyRegistered) {
+    bool alreadyRegistered = false;
+    const ConfigEditResult result = editConfigFile(
+        configPath,
+        [&](ConfigDocument& document) {
+            alreadyRegistered =
+                registerAgent(document, model, preset) == Registration::alreadyRegistered;
+            return !alreadyRegistered;
+        },
+        ConfigBackup::takeBeforeWriting);
+    switch (result) {
+        case ConfigEditResult::unreadable:
+            return {StepStatus::failed, kCannotRead};
+        case ConfigEditResult::writeFailed:
+            return {StepStatus::failed, kCannotWrite};
+        case ConfigEditResult::unchanged:
             return {StepStatus::success, "Already registered"};
-        }
-    } catch (const std::exception&) {
-        // Only running out of memory gets here; the file has not been touched.
-        return {StepStatus::failed, kCannotWrite};
+        case ConfigEditResult::written:
+            break;
     }
-    if (!saveConfig(configPath, *document)) return {StepStatus::failed, kCannotWrite};
     return {StepStatus::success, "Registered with " + model + " model, " +
                                      std::to_string(heartbeatMinutes(preset)) + "m scan"};
 }

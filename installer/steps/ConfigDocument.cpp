@@ -1,106 +1,316 @@
 #include "ConfigDocument.h"
 
-#include <algorithm>
-#include <exception>
-#include <utility>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
-#include "../FileIo.h"
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <vector>
 
 namespace pellix {
 
-using nlohmann::json;
-
 namespace {
 
-// One pass over the bytes that counts open brackets outside strings. The parser never nests
-// deeper than this count, so checking it first keeps a hostile file from ever becoming a
-// document too deep to copy or print.
-bool nestingWithinLimit(const std::string& bytes) {
-    std::size_t depth = 0;
-    bool inString = false;
-    bool escaped = false;
-    for (const char c : bytes) {
-        if (inString) {
-            if (escaped) {
-                escaped = false;
-            } else if (c == '\\') {
-                escaped = true;
-            } else if (c == '"') {
-                inString = false;
-            }
-        } else if (c == '"') {
-            inString = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > kMaxConfigDepth) return false;
-        } else if ((c == ']' || c == '}') && depth > 0) {
-            --depth;
+// A number read from the file is stored as a NaN whose payload is the offset of its text in the
+// document's table. JSON text cannot hold a NaN, so these never meet a real value, and no double
+// ever has to carry a number it cannot represent.
+constexpr std::uint64_t kBoxTag = 0x7FF8'0000'0000'0000;
+constexpr std::uint64_t kPayloadMask = (std::uint64_t{1} << 51) - 1;
+
+double boxedOffset(std::uint64_t offset) {
+    return std::bit_cast<double>(kBoxTag | offset);
+}
+
+std::optional<std::uint64_t> unboxedOffset(const JsonValue& value) {
+    if (!value.IsDouble()) return std::nullopt;
+    const auto bits = std::bit_cast<std::uint64_t>(value.GetDouble());
+    if ((bits & ~kPayloadMask) != kBoxTag) return std::nullopt;
+    return bits & kPayloadMask;
+}
+
+std::string_view keyOf(const JsonValue::Member& m) {
+    return {m.name.GetString(), m.name.GetStringLength()};
+}
+
+void appendEscaped(std::string& out, const char* text, std::size_t length) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    out.push_back('"');
+    std::size_t runStart = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c >= 0x20 && c != '"' && c != '\\') continue;
+        out.append(text + runStart, i - runStart);
+        runStart = i + 1;
+        switch (c) {
+            case '"':
+                out.append("\\\"");
+                break;
+            case '\\':
+                out.append("\\\\");
+                break;
+            case '\b':
+                out.append("\\b");
+                break;
+            case '\f':
+                out.append("\\f");
+                break;
+            case '\n':
+                out.append("\\n");
+                break;
+            case '\r':
+                out.append("\\r");
+                break;
+            case '\t':
+                out.append("\\t");
+                break;
+            default:
+                out.append("\\u00");
+                out.push_back(kHex[c >> 4]);
+                out.push_back(kHex[c & 0xF]);
         }
     }
-    return true;
+    out.append(text + runStart, length - runStart);
+    out.push_back('"');
 }
 
-const json* member(const json& object, const char* key) {
-    const auto it = object.find(key);
-    return it == object.end() ? nullptr : &*it;
-}
-
-bool isArrayOfObjects(const json* value) {
-    return value != nullptr && value->is_array() &&
-           std::all_of(value->begin(), value->end(), [](const json& e) { return e.is_object(); });
+void appendIndent(std::string& out, std::size_t indent) {
+    out.push_back('\n');
+    out.append(indent, ' ');
 }
 
 }  // namespace
 
-std::optional<json> parseConfig(const std::string& bytes) {
-    if (!nestingWithinLimit(bytes)) return std::nullopt;
+// Builds the document through RapidJSON's own builder, adding the depth limit and keeping each
+// number's text.
+class ConfigParseHandler {
+public:
+    ConfigParseHandler(rapidjson::Document& document, std::string& numbers)
+        : document_(document), numbers_(numbers) {}
+    bool Null() { return document_.Null(); }
+    bool Bool(bool b) { return document_.Bool(b); }
+    bool Int(int i) { return document_.Int(i); }
+    bool Uint(unsigned i) { return document_.Uint(i); }
+    bool Int64(std::int64_t i) { return document_.Int64(i); }
+    bool Uint64(std::uint64_t i) { return document_.Uint64(i); }
+    bool Double(double d) { return document_.Double(d); }
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+        const std::uint64_t offset = numbers_.size();
+        numbers_.append(text, length);
+        numbers_.push_back(',');
+        return document_.Double(boxedOffset(offset));
+    }
+    bool String(const char* text, rapidjson::SizeType length, bool copy) {
+        return document_.String(text, length, copy);
+    }
+    bool Key(const char* text, rapidjson::SizeType length, bool copy) {
+        return document_.Key(text, length, copy);
+    }
+    bool StartObject() { return ++depth_ <= kMaxConfigDepth && document_.StartObject(); }
+    bool EndObject(rapidjson::SizeType count) { return --depth_, document_.EndObject(count); }
+    bool StartArray() { return ++depth_ <= kMaxConfigDepth && document_.StartArray(); }
+    bool EndArray(rapidjson::SizeType count) { return --depth_, document_.EndArray(count); }
+
+private:
+    rapidjson::Document& document_;
+    std::string& numbers_;
+    std::size_t depth_ = 0;
+};
+
+ConfigDocument::ConfigDocument() : document_(std::make_unique<rapidjson::Document>()) {}
+
+std::optional<ConfigDocument> ConfigDocument::parse(std::string_view bytes) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (bytes.substr(0, 3) == kByteOrderMark) bytes.remove_prefix(3);
+    // The reader takes a NUL for the end of the text, so one would hide whatever follows it.
+    if (bytes.size() > kMaxConfigBytes || bytes.find('\0') != std::string_view::npos) {
+        return std::nullopt;
+    }
+    constexpr unsigned kFlags = rapidjson::kParseNumbersAsStringsFlag |
+                                rapidjson::kParseValidateEncodingFlag |
+                                rapidjson::kParseIterativeFlag;
     try {
-        json document = json::parse(bytes, nullptr, /*allow_exceptions=*/false,
-                                    /*ignore_comments=*/false);
-        // A failed parse yields a discarded value, which is not an object either.
-        if (!document.is_object()) return std::nullopt;
-        return document;
-    } catch (const std::exception&) {
+        ConfigDocument result;
+        bool parsed = false;
+        auto generate = [&](rapidjson::Document& document) {
+            rapidjson::MemoryStream stream(bytes.data(), bytes.size());
+            ConfigParseHandler handler(document, result.numbers_);
+            rapidjson::Reader reader;
+            parsed = !reader.Parse<kFlags>(stream, handler).IsError();
+            return parsed;
+        };
+        result.document_->Populate(generate);
+        if (!parsed || !result.document_->IsObject()) return std::nullopt;
+        return result;
+    } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
 }
 
-std::optional<std::string> serializeConfig(const json& document) {
+std::string ConfigDocument::numberText(const JsonValue& number) const {
+    if (const auto offset = unboxedOffset(number)) {
+        const std::size_t end = numbers_.find(',', *offset);
+        return numbers_.substr(*offset, end - *offset);
+    }
+    if (number.IsUint64()) return std::to_string(number.GetUint64());
+    if (number.IsInt64()) return std::to_string(number.GetInt64());
+    char buffer[32];
+    const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, number.GetDouble());
+    return error == std::errc{} ? std::string(buffer, end) : "null";
+}
+
+std::optional<std::string> ConfigDocument::serialize() const {
     try {
-        return document.dump(2, ' ', /*ensure_ascii=*/false, json::error_handler_t::strict);
-    } catch (const std::exception&) {
+        std::string out;
+        out.reserve(numbers_.size() + 4096);
+        writeValue(out, *document_, 0);
+        return out;
+    } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
 }
 
-AgentList findAgentList(const json& document) {
-    AgentList list{json::object(), json::array()};
-    const json* agents = member(document, "agents");
-    if (agents == nullptr || !agents->is_object()) return list;
-    list.agents = *agents;
-    if (const json* items = member(*agents, "items"); isArrayOfObjects(items)) {
-        list.entries = *items;
-    } else if (const json* entries = member(*agents, "list"); isArrayOfObjects(entries)) {
-        list.entries = *entries;
+void ConfigDocument::writeValue(std::string& out, const JsonValue& value,
+                                std::size_t indent) const {
+    switch (value.GetType()) {
+        case rapidjson::kNullType:
+            out.append("null");
+            break;
+        case rapidjson::kFalseType:
+            out.append("false");
+            break;
+        case rapidjson::kTrueType:
+            out.append("true");
+            break;
+        case rapidjson::kStringType:
+            appendEscaped(out, value.GetString(), value.GetStringLength());
+            break;
+        case rapidjson::kNumberType:
+            if (const auto offset = unboxedOffset(value)) {
+                const char* text = numbers_.data() + *offset;
+                out.append(text, std::strchr(text, ',') - text);
+            } else {
+                out.append(numberText(value));
+            }
+            break;
+        case rapidjson::kObjectType:
+            writeObject(out, value, indent);
+            break;
+        case rapidjson::kArrayType:
+            if (value.Empty()) {
+                out.append("[]");
+                break;
+            }
+            out.push_back('[');
+            for (auto it = value.Begin(); it != value.End(); ++it) {
+                if (it != value.Begin()) out.push_back(',');
+                appendIndent(out, indent + 2);
+                writeValue(out, *it, indent + 2);
+            }
+            appendIndent(out, indent);
+            out.push_back(']');
+            break;
     }
-    return list;
 }
 
-void storeAgentList(json& document, AgentList list) {
+void ConfigDocument::writeObject(std::string& out, const JsonValue& object,
+                                 std::size_t indent) const {
+    if (object.ObjectEmpty()) {
+        out.append("{}");
+        return;
+    }
+    std::vector<const JsonValue::Member*> members;
+    members.reserve(object.MemberCount());
+    for (auto it = object.MemberBegin(); it != object.MemberEnd(); ++it) members.push_back(&*it);
+    const auto byKey = [](const JsonValue::Member* a, const JsonValue::Member* b) {
+        return keyOf(*a) < keyOf(*b);
+    };
+    if (!std::is_sorted(members.begin(), members.end(), byKey)) {
+        std::stable_sort(members.begin(), members.end(), byKey);
+    }
+    out.push_back('{');
+    bool first = true;
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        if (i + 1 < members.size() && keyOf(*members[i]) == keyOf(*members[i + 1])) continue;
+        if (!first) out.push_back(',');
+        first = false;
+        appendIndent(out, indent + 2);
+        appendEscaped(out, members[i]->name.GetString(), members[i]->name.GetStringLength());
+        out.append(": ");
+        writeValue(out, members[i]->value, indent + 2);
+    }
+    appendIndent(out, indent);
+    out.push_back('}');
+}
+
+const JsonValue* member(const JsonValue& object, std::string_view key) {
+    if (!object.IsObject()) return nullptr;
+    for (auto it = object.MemberEnd(); it != object.MemberBegin();) {
+        --it;
+        if (keyOf(*it) == key) return &it->value;
+    }
+    return nullptr;
+}
+
+JsonValue* member(JsonValue& object, std::string_view key) {
+    return const_cast<JsonValue*>(member(static_cast<const JsonValue&>(object), key));
+}
+
+JsonValue& setMember(JsonValue& object, std::string_view key, JsonValue value,
+                     JsonAllocator& allocator) {
+    if (JsonValue* existing = member(object, key)) {
+        *existing = value.Move();
+        return *existing;
+    }
+    object.AddMember(stringValue(key, allocator), value.Move(), allocator);
+    return (object.MemberEnd() - 1)->value;
+}
+
+bool holdsString(const JsonValue* value, std::string_view expected) {
+    return value != nullptr && value->IsString() &&
+           std::string_view(value->GetString(), value->GetStringLength()) == expected;
+}
+
+JsonValue stringValue(std::string_view text, JsonAllocator& allocator) {
+    return JsonValue(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator);
+}
+
+namespace {
+
+bool isArrayOfObjects(const JsonValue* value) {
+    return value != nullptr && value->IsArray() &&
+           std::all_of(value->Begin(), value->End(),
+                       [](const JsonValue& e) { return e.IsObject(); });
+}
+
+}  // namespace
+
+const JsonValue* findAgentList(const JsonValue& document) {
+    const JsonValue* agents = member(document, "agents");
+    if (agents == nullptr || !agents->IsObject()) return nullptr;
+    if (const JsonValue* items = member(*agents, "items"); isArrayOfObjects(items)) return items;
+    if (const JsonValue* list = member(*agents, "list"); isArrayOfObjects(list)) return list;
+    return nullptr;
+}
+
+JsonValue& agentListForEditing(ConfigDocument& document) {
+    JsonAllocator& allocator = document.allocator();
+    JsonValue& root = document.root();
+    JsonValue* agents = member(root, "agents");
+    if (agents == nullptr || !agents->IsObject()) {
+        agents = &setMember(root, "agents", JsonValue(rapidjson::kObjectType), allocator);
+    }
+    const JsonValue* source = findAgentList(root);
     // An "items" key of the wrong type still decides the place: the host evidently reads "items".
-    const char* key = list.agents.contains("items") ? "items" : "list";
-    list.agents[key] = std::move(list.entries);
-    document["agents"] = std::move(list.agents);
-}
-
-std::optional<json> loadConfig(const std::string& path) {
-    const std::optional<std::string> bytes = readWholeFile(path, kMaxConfigBytes);
-    if (!bytes) return std::nullopt;
-    return parseConfig(*bytes);
-}
-
-bool saveConfig(const std::string& path, const json& document) {
-    const std::optional<std::string> bytes = serializeConfig(document);
-    return bytes && !writeFileAtomically(path, *bytes);
+    const std::string_view key = member(*agents, "items") != nullptr ? "items" : "list";
+    JsonValue* destination = member(*agents, key);
+    if (destination != nullptr && destination == source) return *destination;
+    JsonValue list(rapidjson::kArrayType);
+    if (source != nullptr) list.CopyFrom(*source, allocator);
+    return setMember(*agents, key, std::move(list), allocator);
 }
 
 }  // namespace pellix

@@ -1,50 +1,79 @@
 #pragma once
-// openclaw.json as the registration and allowlist workers see it: strict reading, the
-// serialised form they write back, and the one rule that finds the host's agent list. Pure
-// functions on values (the file helpers at the end are the only ones touching the disk); safe on
-// any thread.
+// openclaw.json as the installer reads and writes it: strict reading that keeps the text of every
+// number, the sorted two-space form written back, and the lookups the edits share. A document
+// belongs to one thread at a time; the free functions are safe on any thread.
+
+#include <rapidjson/document.h>
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace pellix {
 
-// A larger file is treated as unreadable rather than loaded whole into memory.
-inline constexpr std::size_t kMaxConfigBytes = 32 * 1024 * 1024;
+// Only a guard against exhausting memory: a larger file is unreadable. Reading costs about three
+// times the file's size at the peak, so a gibibyte still fits a machine that runs OpenClaw.
+inline constexpr std::size_t kMaxConfigBytes = std::size_t{1} << 30;
 
-// Deepest nesting of arrays and objects accepted. Copying, comparing and printing a document
-// recurse once per level, so a deeper file could exhaust the stack.
+// Deepest nesting of arrays and objects accepted. Copying and printing a document recurse once
+// per level, so a deeper file could exhaust the stack.
 inline constexpr std::size_t kMaxConfigDepth = 512;
 
-// The document in `bytes` when it is strict JSON (no comments, no trailing commas, valid UTF-8,
-// an optional UTF-8 byte-order mark) with an object at the top and nesting no deeper than
-// kMaxConfigDepth; nothing otherwise. Never throws.
-std::optional<nlohmann::json> parseConfig(const std::string& bytes);
+using JsonValue = rapidjson::Value;
+using JsonAllocator = rapidjson::Document::AllocatorType;
 
-// The document pretty-printed with two-space indents and keys in ascending byte order at every
-// level; nothing when it cannot be written as UTF-8. Never throws.
-std::optional<std::string> serializeConfig(const nlohmann::json& document);
+class ConfigDocument {
+public:
+    // The document in `bytes` when it is one strict JSON text (no comments, no trailing commas,
+    // valid UTF-8, no NUL byte outside an escape, nothing but white space after the value, an
+    // optional UTF-8 byte-order mark) with an object at the top, nested no deeper than
+    // kMaxConfigDepth; nothing otherwise. Never throws.
+    static std::optional<ConfigDocument> parse(std::string_view bytes);
 
-// The host's agent list, detached from the document so a worker can edit it.
-struct AgentList {
-    nlohmann::json agents;   // the document's "agents" when it is an object, else a new object
-    nlohmann::json entries;  // the chosen list, or a new empty array
+    JsonValue& root() { return *document_; }
+    const JsonValue& root() const { return *document_; }
+    JsonAllocator& allocator() { return document_->GetAllocator(); }
+
+    // A number as the file wrote it, or as the shortest text of the value an edit stored.
+    std::string numberText(const JsonValue& number) const;
+
+    // Two-space indents, keys in ascending byte order at every level (of keys written twice, the
+    // last one counts, as for JavaScript's reader), no final newline, UTF-8 written as is; nothing
+    // when memory runs out. Never throws.
+    std::optional<std::string> serialize() const;
+
+private:
+    ConfigDocument();
+    void writeValue(std::string& out, const JsonValue& value, std::size_t indent) const;
+    void writeObject(std::string& out, const JsonValue& object, std::size_t indent) const;
+
+    std::unique_ptr<rapidjson::Document> document_;
+    // Every number's text, each followed by a comma; a number's value holds its offset here.
+    std::string numbers_;
+    friend class ConfigParseHandler;
 };
 
-// Picks "agents"."items" when it is an array of objects only, else "agents"."list" under the same
-// rule, else a new empty array. `document` must be an object.
-AgentList findAgentList(const nlohmann::json& document);
+// The value under `key` in `object` (the last one when the key is written twice), or null.
+const JsonValue* member(const JsonValue& object, std::string_view key);
+JsonValue* member(JsonValue& object, std::string_view key);
 
-// Puts `list` back: under "items" when the agents object has that key at all (whatever its value),
-// else under "list", and the agents object under the document's "agents".
-void storeAgentList(nlohmann::json& document, AgentList list);
+// Replaces the value under `key` (the last one, when written twice), or adds the key at the end.
+// Returns the stored value.
+JsonValue& setMember(JsonValue& object, std::string_view key, JsonValue value,
+                     JsonAllocator& allocator);
 
-// readWholeFile then parseConfig; nothing when either fails.
-std::optional<nlohmann::json> loadConfig(const std::string& path);
+bool holdsString(const JsonValue* value, std::string_view expected);
+JsonValue stringValue(std::string_view text, JsonAllocator& allocator);
 
-// serializeConfig then an atomic replacement of the file; false when either fails.
-bool saveConfig(const std::string& path, const nlohmann::json& document);
+// The host's agent list: "agents"."items" when it is an array of objects only, else
+// "agents"."list" under the same rule, else null.
+const JsonValue* findAgentList(const JsonValue& document);
+
+// The agent list as an edit may change it: under "items" when the agents object has that key at
+// all (whatever its value), else under "list"; holding the entries findAgentList sees, in the
+// same order. Makes "agents" an object first when it is missing or something else.
+JsonValue& agentListForEditing(ConfigDocument& document);
 
 }  // namespace pellix

@@ -1,10 +1,11 @@
 #pragma once
-// The two changes the installer makes to openclaw.json, as pure edits of a parsed document: the
-// Pellix agent's entry and the main agent's permission to spawn it. Defined beside the workers
-// that apply them; safe on any thread.
+// The two changes the installer makes to openclaw.json, and their inverses, as pure edits of a
+// parsed document: the Pellix agent's entry and the main agent's permission to spawn it. Safe on
+// any thread, one document per thread.
 
-#include <nlohmann/json.hpp>
 #include <string>
+
+#include "ConfigDocument.h"
 
 namespace pellix {
 
@@ -16,14 +17,28 @@ std::string modelIdentifier(const std::string& modelChoice);
 // Heartbeat interval in minutes for the scan preset; an unknown preset gets the standard one.
 int heartbeatMinutes(const std::string& scanPreset);
 
+// Earlier installers, and people editing by hand, may have used either key for the agent.
+bool isPellixEntry(const JsonValue& entry);
+
+// The main agent of the host's agent list: the first entry whose "id", or failing a string
+// there its "name", is "main"; null when there is none.
+const JsonValue* mainAgentOf(const JsonValue& document);
+
 // Appends the Pellix entry to the host's agent list unless an entry named or identified "pellix"
-// is there already, in which case `document` is left as it was. `document` must be an object.
-Registration registerAgent(nlohmann::json& document, const std::string& modelChoice,
+// is there already, in which case `document` is left as it was.
+Registration registerAgent(ConfigDocument& document, const std::string& modelChoice,
                            const std::string& scanPreset);
 
 // Adds "pellix" to the main agent's "subagents"."allowAgents". Returns whether `document` changed;
-// it is left as it was when there is no main agent or it may already spawn Pellix. `document`
-// must be an object.
-bool allowPellix(nlohmann::json& document);
+// it is left as it was when there is no main agent or it may already spawn Pellix.
+bool allowPellix(ConfigDocument& document);
+
+// Takes every entry named or identified "pellix" out of the agent list that registerAgent uses,
+// leaving the list itself and everything else in place. Returns whether `document` changed.
+bool unregisterAgent(ConfigDocument& document);
+
+// Takes every "pellix" out of the main agent's "subagents"."allowAgents", leaving the list and
+// everything else in place. Returns whether `document` changed.
+bool disallowPellix(ConfigDocument& document);
 
 }  // namespace pellix

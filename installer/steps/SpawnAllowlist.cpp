@@ -2,17 +2,14 @@
 // warning and the run goes on.
 
 #include <algorithm>
-#include <exception>
-#include <optional>
 #include <string>
 
 #include "../InstallerViewModel.h"
 #include "ConfigDocument.h"
 #include "ConfigEdits.h"
+#include "ConfigFile.h"
 
 namespace pellix {
-
-using nlohmann::json;
 
 namespace {
 
@@ -23,58 +20,87 @@ constexpr const char* kAlreadyAllowed = "Already in allowlist";
 
 // "id" wins outright over "name": an entry with another id is never the main agent, whatever
 // its name says.
-std::string identity(const json& entry) {
+bool isMainAgent(const JsonValue& entry) {
     for (const char* key : {"id", "name"}) {
-        const auto it = entry.find(key);
-        if (it != entry.end() && it->is_string()) return it->get<std::string>();
+        const JsonValue* value = member(entry, key);
+        if (value != nullptr && value->IsString()) return holdsString(value, "main");
     }
-    return "";
-}
-
-json objectOrEmpty(const json& entry, const char* key) {
-    const auto it = entry.find(key);
-    return it != entry.end() && it->is_object() ? *it : json::object();
+    return false;
 }
 
 // A list with anything but names in it cannot be trusted, so it is started afresh.
-json allowAgentsOf(const json& subagents) {
-    const auto it = subagents.find("allowAgents");
-    if (it == subagents.end() || !it->is_array()) return json::array();
-    const bool onlyNames =
-        std::all_of(it->begin(), it->end(), [](const json& name) { return name.is_string(); });
-    return onlyNames ? *it : json::array();
+const JsonValue* allowAgentsOf(const JsonValue& mainAgent) {
+    const JsonValue* subagents = member(mainAgent, "subagents");
+    const JsonValue* allowAgents = subagents ? member(*subagents, "allowAgents") : nullptr;
+    if (allowAgents == nullptr || !allowAgents->IsArray()) return nullptr;
+    const bool onlyNames = std::all_of(allowAgents->Begin(), allowAgents->End(),
+                                       [](const JsonValue& name) { return name.IsString(); });
+    return onlyNames ? allowAgents : nullptr;
+}
+
+bool isPellixName(const JsonValue& name) {
+    return holdsString(&name, kPellix);
 }
 
 }  // namespace
 
-bool allowPellix(json& document) {
-    AgentList list = findAgentList(document);
-    const auto main = std::find_if(list.entries.begin(), list.entries.end(),
-                                   [](const json& entry) { return identity(entry) == "main"; });
-    if (main == list.entries.end()) return false;
+const JsonValue* mainAgentOf(const JsonValue& document) {
+    const JsonValue* list = findAgentList(document);
+    if (list == nullptr) return nullptr;
+    const auto found = std::find_if(list->Begin(), list->End(), isMainAgent);
+    return found == list->End() ? nullptr : &*found;
+}
 
-    json subagents = objectOrEmpty(*main, "subagents");
-    json allowAgents = allowAgentsOf(subagents);
-    if (std::find(allowAgents.begin(), allowAgents.end(), kPellix) != allowAgents.end()) {
+bool allowPellix(ConfigDocument& document) {
+    const JsonValue* list = findAgentList(document.root());
+    const JsonValue* found = mainAgentOf(document.root());
+    if (found == nullptr) return false;
+    if (const JsonValue* names = allowAgentsOf(*found);
+        names != nullptr && std::any_of(names->Begin(), names->End(), isPellixName)) {
         return false;
     }
-    allowAgents.push_back(kPellix);
-    subagents["allowAgents"] = std::move(allowAgents);
-    (*main)["subagents"] = std::move(subagents);
-    storeAgentList(document, std::move(list));
+    const auto index = static_cast<rapidjson::SizeType>(found - list->Begin());
+    JsonAllocator& allocator = document.allocator();
+    JsonValue& mainAgent = agentListForEditing(document)[index];
+    JsonValue* subagents = member(mainAgent, "subagents");
+    if (subagents == nullptr || !subagents->IsObject()) {
+        subagents =
+            &setMember(mainAgent, "subagents", JsonValue(rapidjson::kObjectType), allocator);
+    }
+    JsonValue* allowAgents = const_cast<JsonValue*>(allowAgentsOf(mainAgent));
+    if (allowAgents == nullptr) {
+        allowAgents =
+            &setMember(*subagents, "allowAgents", JsonValue(rapidjson::kArrayType), allocator);
+    }
+    allowAgents->PushBack(stringValue(kPellix, allocator), allocator);
+    return true;
+}
+
+bool disallowPellix(ConfigDocument& document) {
+    JsonValue* mainAgent = const_cast<JsonValue*>(mainAgentOf(document.root()));
+    JsonValue* subagents = mainAgent ? member(*mainAgent, "subagents") : nullptr;
+    JsonValue* names = subagents ? member(*subagents, "allowAgents") : nullptr;
+    if (names == nullptr || !names->IsArray() ||
+        std::none_of(names->Begin(), names->End(), isPellixName)) {
+        return false;
+    }
+    names->Erase(std::remove_if(names->Begin(), names->End(), isPellixName), names->End());
     return true;
 }
 
 StepResult InstallerViewModel::addToAllowlist(const std::string& configPath) {
-    std::optional<json> document = loadConfig(configPath);
-    if (!document) return {StepStatus::warning, kCannotRead};
-    try {
-        if (!allowPellix(*document)) return {StepStatus::success, kAlreadyAllowed};
-    } catch (const std::exception&) {
-        // Only running out of memory gets here; the file has not been touched.
-        return {StepStatus::warning, kCannotSave};
+    const ConfigEditResult result =
+        editConfigFile(configPath, allowPellix, ConfigBackup::takeBeforeWriting);
+    switch (result) {
+        case ConfigEditResult::unreadable:
+            return {StepStatus::warning, kCannotRead};
+        case ConfigEditResult::writeFailed:
+            return {StepStatus::warning, kCannotSave};
+        case ConfigEditResult::unchanged:
+            return {StepStatus::success, kAlreadyAllowed};
+        case ConfigEditResult::written:
+            break;
     }
-    if (!saveConfig(configPath, *document)) return {StepStatus::warning, kCannotSave};
     return {StepStatus::success, "Added to main agent's spawn allowlist"};
 }
 

@@ -183,10 +183,8 @@ TEST_F(AgentLifecycle, UninstallLeavesNothingOfTheAgentAndEveryOtherSettingAsBef
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(outcome.out.ends_with("Pellix is uninstalled.\n")) << outcome.out;
     expectNothingOfTheAgentLeft();
-#if !defined(PELLIX_CORE_STAND_INS)
     // Untouched since the install wrote it, so the backup's bytes come back.
     EXPECT_EQ(test::readFile(configFile()), kOriginalConfig);
-#endif
     EXPECT_TRUE(fs::is_directory(openclawHome() + "/agents/pellix/sessions"));
     EXPECT_TRUE(calls().ends_with("openclaw gateway restart\n"));
     EXPECT_EQ(fs::status(configFile()).permissions() & fs::perms::all,
@@ -339,9 +337,6 @@ TEST_F(AgentLifecycle, RestoreConfigWithoutABackupTouchesNothing) {
 }
 
 TEST_F(AgentLifecycle, RestoreConfigPutsBackTheOriginalBytesAndMode) {
-#if defined(PELLIX_CORE_STAND_INS)
-    GTEST_SKIP() << "the install does not keep a backup of openclaw.json in this build yet";
-#else
     install();
     ASSERT_EQ(run({"uninstall"}).exitStatus, 0);
     install();
@@ -354,7 +349,6 @@ TEST_F(AgentLifecycle, RestoreConfigPutsBackTheOriginalBytesAndMode) {
               fs::perms::owner_read | fs::perms::owner_write);
     ASSERT_TRUE(result["keptAsidePath"].is_string());
     EXPECT_NE(test::readFile(result["keptAsidePath"]).find("\"pellix\""), std::string::npos);
-#endif
 }
 
 }  // namespace

@@ -225,7 +225,10 @@ TEST_F(AgentRegistration, RefusedBytesFailToWriteAndLeaveOldFileAndNoTemporary) 
     }
     EXPECT_EQ(result, (StepResult{StepStatus::failed, "Failed to write openclaw.json"}));
     EXPECT_EQ(test::readFile(config_), R"({"keep":"these bytes"})");
-    EXPECT_EQ(namesIn(home_.path()), std::vector<std::string>{"openclaw.json"});
+    // The installer's own folder for the backup, and no temporary file anywhere.
+    EXPECT_EQ(namesIn(home_.path()),
+              (std::vector<std::string>{".pellix-installer", "openclaw.json"}));
+    EXPECT_EQ(namesIn(home_ / ".pellix-installer"), std::vector<std::string>{});
 }
 
 TEST_F(AgentRegistration, NameLeavingNoRoomForTemporaryFailsToWrite) {
@@ -239,7 +242,8 @@ TEST_F(AgentRegistration, SuccessfulWriteKeepsOwnerOnlyPermissionAndLeavesNoTemp
     fs::permissions(config_, fs::perms(0600));
     agentsAfter("{}");
     EXPECT_EQ(fs::status(config_).permissions() & fs::perms::mask, fs::perms(0600));
-    EXPECT_EQ(namesIn(home_.path()), std::vector<std::string>{"openclaw.json"});
+    EXPECT_EQ(namesIn(home_.path()),
+              (std::vector<std::string>{".pellix-installer", "openclaw.json"}));
 }
 
 TEST_F(AgentRegistration, SymbolicLinkStaysALinkAndItsTargetGetsTheEntry) {

@@ -184,7 +184,10 @@ TEST_F(SpawnAllowlist, RefusedBytesGiveSaveWarningAndLeaveOldFileAndNoTemporary)
 
     EXPECT_EQ(result, kCannotSave);
     EXPECT_EQ(test::readFile(config_), before);
-    EXPECT_EQ(std::distance(fs::directory_iterator(home_.path()), fs::directory_iterator()), 1);
+    // The installer's own folder for the backup, and no temporary file anywhere.
+    EXPECT_EQ(test::namesIn(home_.path()),
+              (std::vector<std::string>{".pellix-installer", "openclaw.json"}));
+    EXPECT_EQ(test::namesIn(home_ / ".pellix-installer"), std::vector<std::string>{});
 }
 
 TEST_F(SpawnAllowlist, SuccessfulWriteKeepsOwnerOnlyPermission) {
@@ -192,7 +195,8 @@ TEST_F(SpawnAllowlist, SuccessfulWriteKeepsOwnerOnlyPermission) {
     fs::permissions(config_, fs::perms(0600));
     EXPECT_EQ(model_.addToAllowlist(config_), kAdded);
     EXPECT_EQ(fs::status(config_).permissions() & fs::perms::mask, fs::perms(0600));
-    EXPECT_EQ(std::distance(fs::directory_iterator(home_.path()), fs::directory_iterator()), 1);
+    EXPECT_EQ(test::namesIn(home_.path()),
+              (std::vector<std::string>{".pellix-installer", "openclaw.json"}));
 }
 
 TEST_F(SpawnAllowlist, HostNumbersKeepTheirValues) {
@@ -226,11 +230,13 @@ TEST_F(SpawnAllowlist, HostEmptyObjectsAndArraysStayEmpty) {
 }
 
 TEST_F(SpawnAllowlist, AllowPellixReportsWhetherTheDocumentChanged) {
-    json document = json::parse(R"({"agents":{"list":[{"name":"main"}]}})");
-    EXPECT_TRUE(allowPellix(document));
-    const json once = document;
-    EXPECT_FALSE(allowPellix(document));
-    EXPECT_EQ(document, once);
+    std::optional<ConfigDocument> document =
+        ConfigDocument::parse(R"({"agents":{"list":[{"name":"main"}]}})");
+    ASSERT_NE(document, std::nullopt);
+    EXPECT_TRUE(allowPellix(*document));
+    const std::string once = document->serialize().value();
+    EXPECT_FALSE(allowPellix(*document));
+    EXPECT_EQ(document->serialize(), once);
 }
 
 }  // namespace

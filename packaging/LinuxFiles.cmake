@@ -1,0 +1,57 @@
+# Files a Linux package installs under /usr/share. Compressed files use gzip -9n (no name, no
+# time stamp), as Debian's tools do.
+include(GNUInstallDirs)
+find_program(PELLIX_GZIP gzip REQUIRED)
+set(staged "${CMAKE_CURRENT_BINARY_DIR}/staged")
+set(generated_files)
+
+function(pellix_gzip_file source destination)
+    add_custom_command(OUTPUT "${destination}"
+        COMMAND ${CMAKE_COMMAND} -E copy "${source}" "${destination}.tmp"
+        COMMAND "${PELLIX_GZIP}" -9nf "${destination}.tmp"
+        COMMAND ${CMAKE_COMMAND} -E rename "${destination}.tmp.gz" "${destination}"
+        DEPENDS "${source}" VERBATIM)
+endfunction()
+
+configure_file(pellix-installer.1.in "${staged}/pellix-installer.1" @ONLY)
+pellix_gzip_file("${staged}/pellix-installer.1" "${staged}/pellix-installer.1.gz")
+configure_file(debian/changelog.in "${staged}/changelog" @ONLY)
+pellix_gzip_file("${staged}/changelog" "${staged}/changelog.gz")
+list(APPEND generated_files "${staged}/pellix-installer.1.gz" "${staged}/changelog.gz")
+
+install(FILES "${staged}/pellix-installer.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES pellix-installer.bash-completion RENAME pellix-installer
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+install(FILES debian/copyright "${staged}/changelog.gz"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${PELLIX_PACKAGE_NAME}")
+install(FILES debian/${PELLIX_PACKAGE_NAME}.lintian-overrides RENAME ${PELLIX_PACKAGE_NAME}
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides")
+
+if(PELLIX_BUILD_GUI)
+    configure_file(ai.pellix.installer.metainfo.xml.in "${staged}/ai.pellix.installer.metainfo.xml"
+                   @ONLY)
+    install(FILES ai.pellix.installer.desktop DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
+    install(FILES "${staged}/ai.pellix.installer.metainfo.xml"
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
+    install(FILES "${PELLIX_ICON_SVG}"
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps")
+    find_program(PELLIX_RSVG_CONVERT rsvg-convert)
+    if(PELLIX_RSVG_CONVERT)
+        foreach(size 16 24 32 48 64 128 256)
+            set(png "${staged}/icons/${size}x${size}/pellix-installer.png")
+            add_custom_command(OUTPUT "${png}"
+                COMMAND ${CMAKE_COMMAND} -E make_directory "${staged}/icons/${size}x${size}"
+                COMMAND "${PELLIX_RSVG_CONVERT}" -w ${size} -h ${size} -o "${png}"
+                        "${PELLIX_ICON_SVG}"
+                DEPENDS "${PELLIX_ICON_SVG}" VERBATIM)
+            list(APPEND generated_files "${png}")
+            install(FILES "${png}"
+                    DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps")
+        endforeach()
+    else()
+        message(STATUS "rsvg-convert not found (Debian: librsvg2-bin): the package's icon is the "
+                       "scalable one alone, without PNG sizes")
+    endif()
+endif()
+
+add_custom_target(pellix_packaging_files ALL DEPENDS ${generated_files})
