@@ -131,6 +131,47 @@ TEST_F(CommandsInProcess, RestoreConfigWithoutABackupIsOneJsonObjectAndAReasonOn
                              "touched.\n");
 }
 
+TEST_F(CommandsInProcess, UninstallPrintsOneLinePerPart) {
+    install();
+    EXPECT_EQ(run({"uninstall"}), 0) << err.str();
+    const std::string home = sandbox.openclawHome();
+    EXPECT_EQ(out.str(), "Removing Pellix from " + home +
+                             "\n"
+                             "  ✓ ai.pellix.pellix-service: stopped and removed\n"
+                             "  ✓ ai.pellix.pellix.wal: stopped and removed\n"
+                             "  ✓ ai.pellix.pellix.tripwire-grep: stopped and removed\n"
+                             "  ✓ ai.pellix.pellix.tripwire-ai: stopped and removed\n"
+                             "  ✓ agent files " +
+                             sandbox.pellixDir() +
+                             ": removed\n"
+                             "  ✓ openclaw.json: put back as it was before the install (the "
+                             "backup's bytes)\n"
+                             "  ✓ session store " +
+                             home +
+                             "/agents/pellix/sessions: kept (--purge deletes it)\n"
+                             "  ✓ OpenClaw gateway restarted\n"
+                             "Pellix is uninstalled.\n");
+    EXPECT_EQ(err.str(), "");
+}
+
+TEST_F(CommandsInProcess, RestoreConfigSaysWhereTheBackupCameFromAndWhereTheOldFileIs) {
+    const std::string original = test::readFile(sandbox.configFile());
+    install();
+    const std::string installed = test::readFile(sandbox.configFile());
+    EXPECT_EQ(run({"restore-config"}), 0) << err.str();
+    EXPECT_EQ(test::readFile(sandbox.configFile()), original);
+    const std::string text = out.str();
+    const std::string backup = sandbox.openclawHome() + "/.pellix-installer/openclaw.json.backup";
+    EXPECT_TRUE(text.starts_with("Restored " + sandbox.configFile() + " from the backup taken "))
+        << text;
+    EXPECT_NE(text.find(" (" + backup + ").\nThe file it replaced is kept at " +
+                        sandbox.configFile() + ".before-restore-"),
+              std::string::npos)
+        << text;
+    const std::string aside = text.substr(text.find("kept at ") + 8);
+    EXPECT_EQ(test::readFile(aside.substr(0, aside.size() - 2)), installed);
+}
+
 TEST_F(CommandsInProcess, InstallJsonKeepsItsShape) {
     EXPECT_EQ(run({"install", "--json"}), 0);
     const auto summary = nlohmann::ordered_json::parse(out.str());
