@@ -2,6 +2,7 @@
 // openclaw: what each prints, where, and with which exit status.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -108,6 +109,27 @@ TEST_F(CommandsInProcess, StatusNamesAServiceThatIsNotRunningAndAMissingSessionS
     EXPECT_EQ(status["problems"], json::array({"ai.pellix.pellix-service: not loaded",
                                                "session store: " + sandbox.openclawHome() +
                                                    "/agents/pellix/sessions is missing"}));
+}
+
+TEST_F(CommandsInProcess, AFolderInPlaceOfTheConfigIsNamedAndLeftAlone) {
+    install();
+    fs::remove(sandbox.configFile());
+    fs::create_directory(sandbox.configFile());
+    EXPECT_EQ(runJson({"status"})["config"]["readable"], false);
+    EXPECT_EQ(exitStatus, 1);
+    EXPECT_EQ(run({"uninstall"}), 1);
+    EXPECT_TRUE(fs::is_directory(sandbox.configFile()));
+    EXPECT_FALSE(fs::exists(sandbox.pellixDir()));
+}
+
+TEST_F(CommandsInProcess, ANamedPipeInPlaceOfTheConfigNeverBlocksUninstall) {
+    install();
+    fs::remove(sandbox.configFile());
+    ASSERT_EQ(::mkfifo(sandbox.configFile().c_str(), 0600), 0);
+    EXPECT_EQ(run({"uninstall"}), 1);
+    EXPECT_EQ(err.str(), "Not removed: openclaw.json: cannot be read as JSON; left as it was\n");
+    EXPECT_TRUE(fs::is_fifo(sandbox.configFile()));
+    EXPECT_EQ(sandbox.loadedJobs(), "");
 }
 
 TEST_F(CommandsInProcess, PurgeWithNothingElseInstalledDeletesTheSessionStore) {
