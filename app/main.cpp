@@ -1,18 +1,40 @@
-// Entry point: the window by default, the terminal front end with --headless (or when the build
-// has no window at all).
+// Entry point: the window when started without arguments, else the command line (install,
+// status, uninstall, restore-config). A command line that is not understood never opens the
+// window, and neither does a machine without a display.
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
 #include <string>
 #include <vector>
 
-#include "HeadlessInstall.h"
+#include "Cli.h"
 #if defined(PELLIX_WITH_GUI)
 #include "PellixInstallerApp.h"
 #endif
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const auto parsed = pellix::parseCommandLine(arguments);
+    if (const auto* error = std::get_if<pellix::UsageError>(&parsed)) {
+        std::cerr << pellix::usageErrorText(*error);
+        return pellix::toInt(pellix::ExitCode::usage);
+    }
+    pellix::CommandOptions options = std::get<pellix::CommandOptions>(parsed);
+    if (options.command == pellix::Command::window) {
 #if defined(PELLIX_WITH_GUI)
-    if (!pellix::wantsHeadless(arguments)) return pellix::runWindow(argc, argv);
+        // Qt would abort (and dump core) on a platform plugin it cannot start.
+        if (const auto message = pellix::noDisplayMessage(pellix::processEnvironment)) {
+            std::cerr << *message << '\n';
+            return pellix::toInt(pellix::ExitCode::usage);
+        }
+        return pellix::runWindow(argc, argv);
+#else
+        // A build without the window installs, as it always has.
+        options.command = pellix::Command::install;
 #endif
-    return pellix::runHeadless(arguments);
+    }
+    const bool colour = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    return pellix::runCommand(options, pellix::Platform{}, {std::cout, std::cerr, colour});
 }

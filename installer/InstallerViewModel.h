@@ -76,6 +76,12 @@ public:
     // Stops and removes the four jobs and their files; a job that is not there counts as removed.
     Task<std::vector<JobRemoval>> removeJobs();
 
+    // Runs one of the host's commands (`openclaw ...`) through the install's own runner: the same
+    // shell, PATH, HOME and executor.
+    Task<ShellResult> runHostCommand(std::string command) {
+        return shellCommand(std::move(command));
+    }
+
 protected:
     // The pipeline and its workers. Protected rather than private so tests can drive each alone;
     // the workers are virtual so a test can stand one in with a chosen result.

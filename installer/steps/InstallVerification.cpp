@@ -7,21 +7,12 @@
 #include <system_error>
 
 #include "../InstallerViewModel.h"
+#include "../RequiredAgentFiles.h"
 #include "ServiceManager.h"
 
 namespace pellix {
 
 namespace {
-
-constexpr std::string_view kRequiredFiles[] = {
-    "AGENTS.md",
-    "SOUL.md",
-    "HEARTBEAT.md",
-    "README.md",
-    "scripts/pellix-service.py",
-    "scripts/setup.sh",
-    "skills/pellix-core/SKILL.md",
-};
 
 // Like the platform's existence test: links are followed, and a directory counts too.
 bool existsAt(const std::string& path) {
@@ -33,7 +24,7 @@ bool existsAt(const std::string& path) {
 
 Task<StepResult> InstallerViewModel::verifyInstall(std::string pellixDir) {
     int missing = 0;
-    for (std::string_view relative : kRequiredFiles) {
+    for (std::string_view relative : kRequiredAgentFiles) {
         if (!existsAt(pellixDir + "/" + std::string(relative))) ++missing;
     }
     // Asked even when files are missing.

@@ -1,4 +1,5 @@
-// The terminal mode's own contract: options, help, version and usage errors.
+// The command line's own contract through the built binary: help, version, usage errors and the
+// window's refusal without a display.
 
 #include <gtest/gtest.h>
 
@@ -16,13 +17,38 @@ protected:
     test::TempDir home;
 };
 
-TEST_F(CommandLine, HelpListsTheOptionsAndExitsZero) {
+TEST_F(CommandLine, HelpListsTheCommandsAndExitCodesAndExitsZero) {
     const auto outcome = run({"--help"});
     EXPECT_EQ(outcome.exitStatus, 0);
-    EXPECT_TRUE(outcome.out.starts_with("Usage: pellix-installer [--headless"));
-    EXPECT_NE(outcome.out.find("--scan PRESET"), std::string::npos);
-    EXPECT_NE(outcome.out.find("vigilant, standard, relaxed or daily"), std::string::npos);
+    EXPECT_TRUE(outcome.out.starts_with("Usage: pellix-installer [COMMAND] [OPTIONS]\n"));
+    for (const char* text :
+         {"  install          ", "  status           ", "  uninstall        ",
+          "  restore-config   ", "  --headless       ", "  3  status: not installed\n"}) {
+        EXPECT_NE(outcome.out.find(text), std::string::npos) << text;
+    }
     EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(CommandLine, EachCommandHasItsOwnHelp) {
+    const std::pair<const char*, const char*> commands[] = {
+        {"install", "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--json]\n"},
+        {"status", "Usage: pellix-installer status [--json]\n"},
+        {"uninstall", "Usage: pellix-installer uninstall [--purge] [--json]\n"},
+        {"restore-config", "Usage: pellix-installer restore-config [--json]\n"}};
+    for (const auto& [command, synopsis] : commands) {
+        for (const char* flag : {"--help", "-h"}) {
+            const auto outcome = run({command, flag});
+            EXPECT_EQ(outcome.exitStatus, 0) << command << ' ' << flag;
+            EXPECT_TRUE(outcome.out.starts_with(synopsis)) << outcome.out;
+            EXPECT_EQ(outcome.err, "");
+        }
+    }
+}
+
+TEST_F(CommandLine, HeadlessHelpIsTheProgramsHelp) {
+    const auto outcome = run({"--headless", "--help"});
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_TRUE(outcome.out.starts_with("Usage: pellix-installer [COMMAND] [OPTIONS]\n"));
 }
 
 TEST_F(CommandLine, VersionPrintsOneLine) {
@@ -38,7 +64,43 @@ TEST_F(CommandLine, UnknownOptionIsAUsageError) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err,
               "pellix-installer: unknown option '--frobnicate'\n"
+              "Usage: pellix-installer [COMMAND] [OPTIONS]\n"
               "Try 'pellix-installer --help' for more information.\n");
+}
+
+TEST_F(CommandLine, UnknownCommandIsAUsageErrorNeverTheWindow) {
+    const auto outcome = run({"bogus"});
+    EXPECT_EQ(outcome.exitStatus, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              "pellix-installer: unknown command 'bogus'\n"
+              "Usage: pellix-installer [COMMAND] [OPTIONS]\n"
+              "Try 'pellix-installer --help' for more information.\n");
+}
+
+TEST_F(CommandLine, UnknownOptionWithoutACommandIsAUsageErrorNeverTheWindow) {
+    const auto outcome = run({"--bogus"});
+    EXPECT_EQ(outcome.exitStatus, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(outcome.err.starts_with("pellix-installer: unknown option '--bogus'\n"));
+}
+
+TEST_F(CommandLine, UnknownOptionOfACommandPointsToThatCommandsHelp) {
+    const auto outcome = run({"status", "--purge"});
+    EXPECT_EQ(outcome.exitStatus, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              "pellix-installer status: unknown option '--purge'\n"
+              "Usage: pellix-installer status [--json]\n"
+              "Try 'pellix-installer status --help' for more information.\n");
+}
+
+TEST_F(CommandLine, UsageErrorWithJsonPrintsNothingOnStandardOutput) {
+    const auto outcome = run({"uninstall", "--json", "extra"});
+    EXPECT_EQ(outcome.exitStatus, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(
+        outcome.err.starts_with("pellix-installer uninstall: unexpected argument 'extra'\n"));
 }
 
 TEST_F(CommandLine, UnknownScanPresetNamesTheAcceptedValues) {
@@ -49,10 +111,10 @@ TEST_F(CommandLine, UnknownScanPresetNamesTheAcceptedValues) {
 }
 
 TEST_F(CommandLine, UnknownModelNamesTheAcceptedValues) {
-    const auto outcome = run({"--headless", "--model=gpt"});
+    const auto outcome = run({"install", "--model=gpt"});
     EXPECT_EQ(outcome.exitStatus, 2);
     EXPECT_TRUE(outcome.err.starts_with(
-        "pellix-installer: --model accepts haiku, sonnet or opus (got 'gpt')\n"));
+        "pellix-installer install: --model accepts haiku, sonnet or opus (got 'gpt')\n"));
 }
 
 TEST_F(CommandLine, OptionWithoutItsValueIsAUsageError) {
@@ -63,14 +125,34 @@ TEST_F(CommandLine, OptionWithoutItsValueIsAUsageError) {
 }
 
 TEST_F(CommandLine, FailedInstallExitsOneAndExplainsOnStandardError) {
-    const auto outcome = run({"--headless"});
-    EXPECT_EQ(outcome.exitStatus, 1);
-    EXPECT_NE(outcome.out.find("  ✗ Checking OpenClaw installation — OpenClaw not found at " +
-                               (home / "absent")),
-              std::string::npos);
+    for (const char* form : {"--headless", "install"}) {
+        const auto outcome = run({form});
+        EXPECT_EQ(outcome.exitStatus, 1) << form;
+        EXPECT_NE(outcome.out.find("  ✗ Checking OpenClaw installation — OpenClaw not found at " +
+                                   (home / "absent")),
+                  std::string::npos);
+        EXPECT_EQ(outcome.err,
+                  "Installation failed: OpenClaw must be installed first. Visit "
+                  "docs.openclaw.ai for setup instructions.\n");
+    }
+}
+
+TEST_F(CommandLine, WindowWithoutADisplaySaysSoAndExitsTwoWithoutAbort) {
+#if !defined(PELLIX_TEST_WITH_GUI)
+    GTEST_SKIP() << "this build has no window: without arguments it installs";
+#elif defined(__APPLE__)
+    GTEST_SKIP() << "macOS always has its window server";
+#else
+    // runInstaller gives the binary only HOME, PATH and OPENCLAW_HOME: no DISPLAY, no
+    // WAYLAND_DISPLAY, no QT_QPA_PLATFORM.
+    const auto outcome = run({});
+    EXPECT_EQ(outcome.exitStatus, 2) << "134 would be Qt's abort";
+    EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err,
-              "Installation failed: OpenClaw must be installed first. Visit "
-              "docs.openclaw.ai for setup instructions.\n");
+              "pellix-installer: no display to open the installer window on (DISPLAY and "
+              "WAYLAND_DISPLAY are not set); to install from the terminal, run: "
+              "pellix-installer install\n");
+#endif
 }
 
 }  // namespace

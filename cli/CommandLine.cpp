@@ -1,0 +1,148 @@
+#include "CommandLine.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+namespace pellix {
+
+namespace {
+
+constexpr std::string_view kScanPresets[] = {"vigilant", "standard", "relaxed", "daily"};
+constexpr std::string_view kModels[] = {"haiku", "sonnet", "opus"};
+
+struct NamedCommand {
+    std::string_view name;
+    Command command;
+};
+constexpr NamedCommand kCommands[] = {{"install", Command::install},
+                                      {"status", Command::status},
+                                      {"uninstall", Command::uninstall},
+                                      {"restore-config", Command::restoreConfig}};
+
+template <std::size_t N>
+std::string joinChoices(const std::string_view (&choices)[N]) {
+    std::string text;
+    for (std::size_t i = 0; i < N; ++i) {
+        if (i > 0) text += (i + 1 == N) ? " or " : ", ";
+        text += choices[i];
+    }
+    return text;
+}
+
+template <std::size_t N>
+std::optional<std::string> takeChoice(const std::string& option,
+                                      const std::optional<std::string>& value,
+                                      const std::string_view (&choices)[N], std::string& target) {
+    if (!value) return option + " needs a value: " + joinChoices(choices);
+    if (std::find(std::begin(choices), std::end(choices), *value) == std::end(choices)) {
+        return option + " accepts " + joinChoices(choices) + " (got '" + *value + "')";
+    }
+    target = *value;
+    return std::nullopt;
+}
+
+// One option of `options.command` at arguments[i]; advances i past a separate value. Accepts
+// both "--scan daily" and "--scan=daily". Returns the usage error's message, if any.
+std::optional<std::string> takeOption(const std::vector<std::string>& arguments, std::size_t& i,
+                                      CommandOptions& options) {
+    std::string name = arguments[i];
+    std::optional<std::string> inlineValue;
+    if (const auto equals = name.find('='); name.starts_with("--") && equals != std::string::npos) {
+        inlineValue = name.substr(equals + 1);
+        name = name.substr(0, equals);
+    }
+    const auto value = [&]() -> std::optional<std::string> {
+        if (inlineValue) return inlineValue;
+        if (i + 1 < arguments.size()) return arguments[++i];
+        return std::nullopt;
+    };
+    const bool installing = options.command == Command::install;
+    if ((name == "--help" || name == "-h") && !inlineValue) {
+        options.help = true;
+    } else if (name == "--json" && !inlineValue) {
+        options.json = true;
+    } else if (name == "--purge" && !inlineValue && options.command == Command::uninstall) {
+        options.purge = true;
+    } else if (name == "--headless" && !inlineValue && installing) {
+        // `install --headless` says the same thing twice; harmless.
+    } else if (name == "--scan" && installing) {
+        return takeChoice(name, value(), kScanPresets, options.scanPreset);
+    } else if (name == "--model" && installing) {
+        return takeChoice(name, value(), kModels, options.modelChoice);
+    } else if (!arguments[i].starts_with("-")) {
+        return "unexpected argument '" + arguments[i] + "'";
+    } else {
+        return "unknown option '" + arguments[i] + "'";
+    }
+    return std::nullopt;
+}
+
+std::variant<CommandOptions, UsageError> parseCommand(Command command,
+                                                      const std::vector<std::string>& arguments,
+                                                      std::size_t first) {
+    CommandOptions options;
+    options.command = command;
+    for (std::size_t i = first; i < arguments.size(); ++i) {
+        if (auto message = takeOption(arguments, i, options)) {
+            return UsageError{command, std::move(*message)};
+        }
+    }
+    return options;
+}
+
+// The form that predates the commands: `--headless` anywhere makes the whole line an install,
+// with --help and --version still answered first as they always were.
+std::variant<CommandOptions, UsageError> parseHeadless(const std::vector<std::string>& arguments) {
+    const auto has = [&](std::string_view word) {
+        return std::find(arguments.begin(), arguments.end(), word) != arguments.end();
+    };
+    std::vector<std::string> rest;
+    for (const std::string& argument : arguments) {
+        if (argument != "--version") rest.push_back(argument);
+    }
+    auto parsed = parseCommand(Command::install, rest, 0);
+    if (auto* options = std::get_if<CommandOptions>(&parsed)) {
+        if (options->help) return CommandOptions{.command = Command::help};
+        if (has("--version")) return CommandOptions{.command = Command::version};
+    } else {
+        std::get<UsageError>(parsed).command = Command::help;
+    }
+    return parsed;
+}
+
+}  // namespace
+
+std::variant<CommandOptions, UsageError> parseCommandLine(
+    const std::vector<std::string>& arguments) {
+    if (arguments.empty()) return CommandOptions{};
+    // Older macOS hands an app started from the Finder a process serial number; still the window.
+    if (arguments.size() == 1 && arguments.front().starts_with("-psn_")) return CommandOptions{};
+    for (const NamedCommand& named : kCommands) {
+        if (arguments.front() == named.name) return parseCommand(named.command, arguments, 1);
+    }
+    if (std::find(arguments.begin(), arguments.end(), "--headless") != arguments.end()) {
+        return parseHeadless(arguments);
+    }
+    const std::string& first = arguments.front();
+    if ((first == "--help" || first == "-h") && arguments.size() == 1) {
+        return CommandOptions{.command = Command::help};
+    }
+    if (first == "--version" && arguments.size() == 1) {
+        return CommandOptions{.command = Command::version};
+    }
+    const std::string& offending =
+        (first == "--help" || first == "-h" || first == "--version") ? arguments[1] : first;
+    if (offending.starts_with("-"))
+        return UsageError{Command::help, "unknown option '" + offending + "'"};
+    return UsageError{Command::help, "unknown command '" + offending + "'"};
+}
+
+std::string commandName(Command command) {
+    for (const NamedCommand& named : kCommands) {
+        if (named.command == command) return std::string(named.name);
+    }
+    return "";
+}
+
+}  // namespace pellix

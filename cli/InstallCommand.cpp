@@ -1,0 +1,113 @@
+// `install`: the window's install, with each checklist row printed as its result arrives.
+
+#include <algorithm>
+#include <map>
+
+#include "Commands.h"
+#include "JsonOutput.h"
+
+namespace pellix {
+
+namespace {
+
+class ProgressPrinter {
+public:
+    ProgressPrinter(std::ostream& out, bool colour) : out_(out), colour_(colour) {}
+
+    // Prints each row once it has a result, and again only if that result changes.
+    void print(const std::vector<InstallStep>& steps) {
+        for (const InstallStep& step : steps) {
+            if (step.status == StepStatus::pending || step.status == StepStatus::running) continue;
+            const auto shown = printed_.find(step.id);
+            if (shown != printed_.end() && shown->second == step.status) continue;
+            printed_[step.id] = step.status;
+            out_ << "  " << statusMark(step.status, colour_) << ' ' << step.label;
+            if (!step.detail.empty()) out_ << " — " << step.detail;
+            out_ << '\n' << std::flush;
+        }
+    }
+
+private:
+    std::ostream& out_;
+    bool colour_;
+    std::map<std::string, StepStatus> printed_;
+};
+
+std::string summary(const InstallerViewModel& model) {
+    JsonOutput json;
+    json.beginObject();
+    json.key("phase").text(toString(model.phase()));
+    json.key("progress").number(model.progress());
+    json.key("errorMessage").text(model.errorMessage());
+    json.key("scanPreset").text(model.scanPreset());
+    json.key("modelChoice").text(model.modelChoice());
+    json.key("steps").beginArray();
+    for (const InstallStep& step : model.steps()) {
+        json.beginObject();
+        json.key("label").text(step.label);
+        json.key("status").text(toString(step.status));
+        json.key("detail").text(step.detail);
+        json.endObject();
+    }
+    json.endArray().endObject();
+    return json.str();
+}
+
+// The window's complete screen, in a line: what to do next, and whether some rows need a look.
+void printClosing(std::ostream& out, const std::vector<InstallStep>& steps) {
+    const auto needsALook = std::count_if(steps.begin(), steps.end(), [](const InstallStep& step) {
+        return step.status == StepStatus::warning || step.status == StepStatus::failed;
+    });
+    if (needsALook == 0) {
+        out << "Pellix is watching.";
+    } else {
+        out << "Pellix is installed; " << needsALook
+            << (needsALook == 1 ? " step needs" : " steps need") << " a look (see above).";
+    }
+    out << " Next: register your agents in agents/pellix-unified/ops/agent-watch-list.md\n";
+}
+
+}  // namespace
+
+int runInstall(const CommandOptions& options, InstallerViewModel& model, const Console& console) {
+    model.setScanPreset(options.scanPreset);
+    model.setModelChoice(options.modelChoice);
+
+    ProgressPrinter printer(console.out, console.colour);
+    if (!options.json) {
+        console.out << "Installing Pellix (scan: " << options.scanPreset
+                    << ", model: " << options.modelChoice << ")\n";
+        model.addDidChangeObserver([&](Property property) {
+            if (property == Property::steps) printer.print(model.steps());
+        });
+    }
+
+    model.startInstall();  // the default executor runs every job inline: this returns at the end
+
+    const bool installed = model.phase() == InstallerPhase::complete;
+    if (options.json) {
+        console.out << summary(model);
+    } else if (installed) {
+        printClosing(console.out, model.steps());
+    }
+    if (!installed) console.err << "Installation failed: " << model.errorMessage() << '\n';
+    return toInt(installed ? ExitCode::done : ExitCode::failed);
+}
+
+std::string statusMark(StepStatus status, bool colour) {
+    const auto paint = [colour](const char* code, const char* text) {
+        return colour ? std::string("\033[") + code + "m" + text + "\033[0m" : std::string(text);
+    };
+    switch (status) {
+        case StepStatus::success:
+            return paint("32", "✓");
+        case StepStatus::warning:
+            return paint("33", "!");
+        case StepStatus::failed:
+            return paint("31", "✗");
+        default:
+            return " ";
+    }
+}
+
+}  // namespace pellix

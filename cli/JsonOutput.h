@@ -1,0 +1,43 @@
+#pragma once
+// Writing the commands' JSON objects with the product's one JSON library: keys in the order they
+// are written, two-space indentation, and text made valid UTF-8 first, since command output and
+// file names may not be. Any thread.
+
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace pellix {
+
+class JsonOutput {
+public:
+    JsonOutput();
+    rapidjson::PrettyWriter<rapidjson::StringBuffer>& writer() { return writer_; }
+
+    JsonOutput& key(std::string_view name);
+    JsonOutput& text(std::string_view value);
+    JsonOutput& textOrNull(const std::optional<std::string>& value);
+    JsonOutput& boolean(bool value);
+    JsonOutput& number(double value);
+    JsonOutput& integer(long long value);
+    JsonOutput& null();
+    JsonOutput& beginObject();
+    JsonOutput& endObject();
+    JsonOutput& beginArray();
+    JsonOutput& endArray();
+
+    // The finished document with a final line feed.
+    std::string str() const;
+
+private:
+    rapidjson::StringBuffer buffer_;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer_;
+};
+
+// `text` with every byte that is not part of valid UTF-8 replaced by U+FFFD.
+std::string validUtf8(std::string_view text);
+
+}  // namespace pellix

@@ -1,0 +1,93 @@
+// `restore-config`: openclaw.json as it was before the installer first changed it. The file it
+// replaces is kept aside, so the restore can itself be undone.
+
+#include <optional>
+
+#include "Commands.h"
+#include "JsonOutput.h"
+#include "OpenClawConfig.h"
+
+namespace pellix {
+
+namespace {
+
+std::string_view toString(ConfigRestore outcome) {
+    switch (outcome) {
+        case ConfigRestore::restored:
+            return "restored";
+        case ConfigRestore::noBackup:
+            return "noBackup";
+        default:
+            return "failed";
+    }
+}
+
+std::string restoreJson(const std::string& configFile,
+                        const std::optional<ConfigBackupInfo>& backup,
+                        const ConfigRestoreResult& result) {
+    JsonOutput json;
+    json.beginObject();
+    json.key("restored").boolean(result.outcome == ConfigRestore::restored);
+    json.key("outcome").text(toString(result.outcome));
+    json.key("configFile").text(configFile);
+    json.key("backup");
+    if (backup) {
+        json.beginObject();
+        json.key("path").text(backup->path);
+        json.key("takenAt").text(backup->takenAt);
+        json.endObject();
+    } else {
+        json.null();
+    }
+    json.key("keptAsidePath")
+        .textOrNull(result.keptAsidePath.empty() ? std::nullopt
+                                                 : std::optional(result.keptAsidePath));
+    json.key("error").text(result.error);
+    json.endObject();
+    return json.str();
+}
+
+void reportOutcome(const Console& console, const std::string& configFile,
+                   const std::optional<ConfigBackupInfo>& backup,
+                   const ConfigRestoreResult& result) {
+    switch (result.outcome) {
+        case ConfigRestore::restored:
+            console.out << "Restored " << configFile << " from the backup";
+            if (backup) console.out << " taken " << backup->takenAt << " (" << backup->path << ")";
+            console.out << ".\n";
+            if (!result.keptAsidePath.empty()) {
+                console.out << "The file it replaced is kept at " << result.keptAsidePath << ".\n";
+            }
+            break;
+        case ConfigRestore::noBackup:
+            console.err << "No backup of " << configFile
+                        << " to restore: the installer has not changed it. Nothing was touched.\n";
+            break;
+        default:
+            console.err << "Could not restore " << configFile << ": " << result.error
+                        << ". The file was left as it was.\n";
+    }
+}
+
+}  // namespace
+
+int runRestoreConfig(const CommandOptions& options, InstallerViewModel& model,
+                     const Console& console) {
+    const std::string home = model.openclawHome();
+    std::optional<HomeLock> lock;
+    if (!lockHome(home, lock, options, console, "restored")) return toInt(ExitCode::failed);
+    const std::string configFile = model.configFile();
+    const auto backup = findConfigBackup(configFile);
+    const ConfigRestoreResult result = restoreConfigBackup(configFile);
+    if (options.json) {
+        console.out << restoreJson(configFile, backup, result);
+        if (result.outcome != ConfigRestore::restored) {
+            reportOutcome({console.err, console.err, false}, configFile, backup, result);
+        }
+    } else {
+        reportOutcome(console, configFile, backup, result);
+    }
+    return toInt(result.outcome == ConfigRestore::restored ? ExitCode::done : ExitCode::failed);
+}
+
+}  // namespace pellix

@@ -1,0 +1,124 @@
+// The help texts. The man page and the shell completion are written from these: keep command and
+// option names in step with the parser.
+
+#include "CommandLine.h"
+
+namespace pellix {
+
+namespace {
+
+constexpr const char* kProgramHelp =
+    "Usage: pellix-installer [COMMAND] [OPTIONS]\n"
+    "\n"
+    "Adds the Pellix agent to the OpenClaw installation in $OPENCLAW_HOME (else ~/.openclaw),\n"
+    "shows how it is doing, and takes it out again. Without a command it opens the installer\n"
+    "window.\n"
+    "\n"
+    "Commands:\n"
+    "  install          install from the terminal, without a window or a display\n"
+    "  status           show whether the agent is installed and healthy\n"
+    "  uninstall        stop and remove the agent's jobs, files and openclaw.json entry\n"
+    "  restore-config   put openclaw.json back as it was before the installer first changed it\n"
+    "\n"
+    "Each command takes --json (one JSON object on standard output, nothing else there) and\n"
+    "-h, --help. 'pellix-installer COMMAND --help' shows a command's options.\n"
+    "\n"
+    "Options:\n"
+    "  --headless       the same as 'install' (pellix-installer --headless [install options])\n"
+    "  -h, --help       show this help and exit\n"
+    "  --version        show the version and exit\n"
+    "\n"
+    "Exit status:\n"
+    "  0  done; for status: installed and healthy\n"
+    "  1  failed; for status: installed with problems\n"
+    "  2  usage error, or no display for the window\n"
+    "  3  status: not installed\n";
+
+constexpr const char* kInstallHelp =
+    "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--json]\n"
+    "\n"
+    "Runs the same install as the window, without a window or a display, and prints each\n"
+    "checklist row as its result arrives.\n"
+    "\n"
+    "  --scan PRESET    scan frequency: vigilant, standard, relaxed or daily (default standard)\n"
+    "  --model MODEL    AI model: haiku, sonnet or opus (default sonnet)\n"
+    "  --json           print only one JSON summary on standard output when done\n"
+    "  -h, --help       show this help and exit\n"
+    "\n"
+    "Exit status: 0 installed (warnings included), 1 installation failed, 2 usage error.\n";
+
+constexpr const char* kStatusHelp =
+    "Usage: pellix-installer status [--json]\n"
+    "\n"
+    "Shows where the agent is installed, which of its required files are missing, its entry in\n"
+    "openclaw.json and the main agent's allowAgents, the always-on service and the three\n"
+    "scanners, the backup of openclaw.json, and what 'openclaw config validate' says of the\n"
+    "file (\"not checked\" where OpenClaw has no such command).\n"
+    "\n"
+    "  --json           print only one JSON object on standard output\n"
+    "  -h, --help       show this help and exit\n"
+    "\n"
+    "Exit status: 0 installed and healthy, 1 installed with problems (each one named),\n"
+    "2 usage error, 3 not installed.\n";
+
+constexpr const char* kUninstallHelp =
+    "Usage: pellix-installer uninstall [--purge] [--json]\n"
+    "\n"
+    "Stops and removes the agent's four background jobs, removes its files from the workspace,\n"
+    "takes its entry and the main agent's permission to spawn it out of openclaw.json (every\n"
+    "other setting stays as it was) and restarts the OpenClaw gateway. When openclaw.json is\n"
+    "still exactly what the installer wrote, the backup taken before the install is put back.\n"
+    "Where nothing of the agent is installed, nothing is changed (only --purge still deletes a\n"
+    "session store left behind).\n"
+    "\n"
+    "  --purge          also delete the agent's session store (<OpenClaw home>/agents/pellix)\n"
+    "  --json           print only one JSON object on standard output\n"
+    "  -h, --help       show this help and exit\n"
+    "\n"
+    "Exit status: 0 uninstalled (or nothing to do), 1 something could not be removed (named),\n"
+    "2 usage error.\n";
+
+constexpr const char* kRestoreConfigHelp =
+    "Usage: pellix-installer restore-config [--json]\n"
+    "\n"
+    "Puts openclaw.json back exactly as it was before the installer first changed it: the same\n"
+    "bytes and permissions, from the backup in <OpenClaw home>/.pellix-installer/. The file it\n"
+    "replaces is kept first as openclaw.json.before-restore-<time> beside it, so the restore\n"
+    "can be undone.\n"
+    "\n"
+    "  --json           print only one JSON object on standard output\n"
+    "  -h, --help       show this help and exit\n"
+    "\n"
+    "Exit status: 0 restored, 1 no backup or the restore failed (nothing touched), 2 usage\n"
+    "error.\n";
+
+}  // namespace
+
+std::string helpText(Command command) {
+    switch (command) {
+        case Command::install:
+            return kInstallHelp;
+        case Command::status:
+            return kStatusHelp;
+        case Command::uninstall:
+            return kUninstallHelp;
+        case Command::restoreConfig:
+            return kRestoreConfigHelp;
+        default:
+            return kProgramHelp;
+    }
+}
+
+std::string synopsis(Command command) {
+    const std::string text = helpText(command);
+    return text.substr(0, text.find('\n') + 1);
+}
+
+std::string usageErrorText(const UsageError& error) {
+    const std::string name = commandName(error.command);
+    const std::string program = name.empty() ? "pellix-installer" : "pellix-installer " + name;
+    return program + ": " + error.message + "\n" + synopsis(error.command) + "Try '" + program +
+           " --help' for more information.\n";
+}
+
+}  // namespace pellix

@@ -1,0 +1,85 @@
+// Install, status and uninstall through the built binary under a real systemd user manager: the
+// service's process runs after the install and is gone after the uninstall.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "HeadlessRun.h"
+#include "TestSupport.h"
+#include "UserManager.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace pellix {
+namespace {
+
+constexpr const char* kOriginalConfig =
+    R"({"agents": {"list": [{"id": "main", "subagents": {"allowAgents": ["helper"]}}]}, "port": 1})";
+
+class SystemdLifecycle : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::makeDirs(openclawHome() + "/workspace-main/agents");
+        test::writeFile(openclawHome() + "/openclaw.json", kOriginalConfig);
+        fakeBin = test::installFakeCommands(root / "fakebin");
+        // Without launchctl on the children's PATH the installer picks systemd.
+        fs::remove(fakeBin + "/launchctl");
+        test::leadChildPathWith(home(), fakeBin);
+        manager.emplace(home());
+        if (!manager->available()) GTEST_SKIP() << manager->unavailableReason();
+        copy.emplace(root / "app");
+    }
+
+    std::string home() const { return root / "home"; }
+    std::string openclawHome() const { return home() + "/.openclaw"; }
+    std::string unitFolder() const { return home() + "/.config/systemd/user"; }
+
+    test::ProcessOutcome run(const std::vector<std::string>& arguments) {
+        test::RunOptions options;
+        options.environment = {"XDG_RUNTIME_DIR=" + manager->runtimeDirectory()};
+        return test::runInstaller(copy->executable(), arguments, home(), std::nullopt, options);
+    }
+
+    test::TempDir root;
+    std::string fakeBin;
+    std::optional<test::UserManager> manager;
+    std::optional<test::InstalledCopy> copy;
+};
+
+TEST_F(SystemdLifecycle, InstallStatusUninstallStatusUninstall) {
+    const auto installed = run({"install"});
+    ASSERT_EQ(installed.exitStatus, 0) << installed.out << installed.err;
+
+    const auto statusRun = run({"status", "--json"});
+    EXPECT_EQ(statusRun.exitStatus, 0) << statusRun.out << statusRun.err;
+    const json status = json::parse(statusRun.out);
+    EXPECT_EQ(status["serviceManager"], "systemd");
+    EXPECT_EQ(status["problems"], json::array());
+    ASSERT_TRUE(status["jobs"][0]["pid"].is_number());
+    const std::string process = "/proc/" + std::to_string(status["jobs"][0]["pid"].get<long>());
+    EXPECT_TRUE(fs::exists(process));
+    for (std::size_t i = 1; i < 4; ++i) EXPECT_EQ(status["jobs"][i]["loaded"], true) << i;
+
+    const auto removed = run({"uninstall"});
+    EXPECT_EQ(removed.exitStatus, 0) << removed.out << removed.err;
+    EXPECT_FALSE(fs::exists(process)) << "the service's process is gone";
+    EXPECT_EQ(manager->systemctl("list-units --all --no-legend 'ai.pellix*'").output, "");
+    std::error_code error;
+    EXPECT_TRUE(fs::is_empty(unitFolder(), error) || !fs::exists(unitFolder()));
+    EXPECT_FALSE(fs::exists(openclawHome() + "/workspace-main/agents/pellix-unified"));
+    EXPECT_EQ(json::parse(test::readFile(openclawHome() + "/openclaw.json")),
+              json::parse(kOriginalConfig));
+
+    EXPECT_EQ(run({"status"}).exitStatus, 3);
+    const std::string calls = test::readFile(fakeBin + "/calls.log");
+    const auto again = run({"uninstall"});
+    EXPECT_EQ(again.exitStatus, 0) << again.err;
+    EXPECT_EQ(test::readFile(fakeBin + "/calls.log"), calls) << "no gateway restart";
+}
+
+}  // namespace
+}  // namespace pellix
