@@ -86,7 +86,8 @@ public:
             writeFileAtomically(unitPath(timer), timerUnit(job))) {
             co_return false;
         }
-        // Restarting the timer runs the scanner once now, as loading does under launchd.
+        // Starting or restarting the timer runs its scanner once now, as loading does under
+        // launchd; the reloads of the other jobs do not run it again.
         const ShellResult handedOver =
             co_await manager("systemctl --user daemon-reload && systemctl --user enable " + timer +
                              " && systemctl --user restart " + timer);
