@@ -1,9 +1,8 @@
 #pragma once
-// A real systemd user manager for one test, started without a login: in a private mount
-// namespace of this test process, with tmpfs on /run/systemd and /run/user, for a chosen HOME.
-// Needs root and /lib/systemd/systemd; where either is missing, available() is false and
-// unavailableReason() says why. Use from the test's main thread; children started afterwards
-// (the installer binary, systemctl) share the namespace.
+// A real systemd user manager for one test, started without a login in a private mount namespace
+// of the test process (tmpfs on /run/systemd and /run/user), for a chosen HOME; children started
+// afterwards share it. Needs root and /lib/systemd/systemd, else available() is false and
+// unavailableReason() says why. Use from the test's main thread.
 
 #include <sys/types.h>
 
