@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -51,19 +52,18 @@ std::vector<std::string> namesIn(const std::string& folder) {
     return names;
 }
 
-class SystemdInstall : public ::testing::Test {
+// A Linux machine: no launchctl, only the fake openclaw on the children's PATH.
+class LinuxInstall : public ::testing::Test {
 protected:
     void SetUp() override {
         // A blank in the OpenClaw home puts one in every path the units carry.
         test::makeDirs(openclawHome() + "/workspace-main/agents");
         test::writeFile(openclawHome() + "/openclaw.json",
                         R"({"agents": {"list": [{"id": "main", "model": "x"}]}})");
-        // Only the fake openclaw: with a launchctl on its PATH the installer would pick launchd.
+        // With a launchctl on its PATH the installer would pick launchd.
         const std::string fakeBin = test::installFakeCommands(root / "fakebin");
         fs::remove(fakeBin + "/launchctl");
         test::leadChildPathWith(home(), fakeBin);
-        manager.emplace(home());
-        if (!manager->available()) GTEST_SKIP() << manager->unavailableReason();
     }
 
     std::string home() const { return root / "home"; }
@@ -72,13 +72,31 @@ protected:
         return openclawHome() + "/workspace-main/agents/pellix-unified";
     }
 
-    test::ProcessOutcome install() {
+    test::ProcessOutcome install(const std::string& runtimeDirectory) {
         if (!copy) copy.emplace(root / "app");
         test::RunOptions options;
-        options.environment = {"XDG_RUNTIME_DIR=" + manager->runtimeDirectory()};
+        options.environment = {"XDG_RUNTIME_DIR=" + runtimeDirectory};
         return test::runInstaller(copy->executable(), {"--headless"}, home(), openclawHome(),
                                   options);
     }
+
+    bool logHolds(const std::string& relative, const std::string& text) const {
+        return test::readFile(pellixDir() + "/" + relative).find(text) != std::string::npos;
+    }
+
+    TempDir root;
+    std::optional<test::InstalledCopy> copy;
+};
+
+class SystemdInstall : public LinuxInstall {
+protected:
+    void SetUp() override {
+        LinuxInstall::SetUp();
+        manager.emplace(home());
+        if (!manager->available()) GTEST_SKIP() << manager->unavailableReason();
+    }
+
+    test::ProcessOutcome install() { return LinuxInstall::install(manager->runtimeDirectory()); }
 
     std::string systemctl(const std::string& arguments) const {
         return manager->systemctl(arguments).output;
@@ -89,14 +107,33 @@ protected:
         return pid.empty() ? 0 : std::stol(pid);
     }
 
-    bool logHolds(const std::string& relative, const std::string& text) const {
-        return test::readFile(pellixDir() + "/" + relative).find(text) != std::string::npos;
-    }
-
-    TempDir root;
-    std::optional<test::InstalledCopy> copy;
     std::optional<test::UserManager> manager;
 };
+
+TEST_F(LinuxInstall, WithoutAUserManagerUnitsAreWrittenAndOneLineSaysHowToStartThem) {
+    if (::access("/usr/bin/systemctl", X_OK) != 0 && ::access("/bin/systemctl", X_OK) != 0) {
+        GTEST_SKIP() << "systemctl is not installed (scripts/setup installs systemd)";
+    }
+    test::makeDirs(root / "empty-runtime");
+    const test::ProcessOutcome outcome = install(root / "empty-runtime");
+    EXPECT_EQ(outcome.exitStatus, 0);
+    const std::string folder = home() + "/.config/systemd/user";
+    EXPECT_EQ(outcome.err,
+              "No systemd user manager answered; the Pellix units are written to " + folder +
+                  ". Start them from a login session with: systemctl --user daemon-reload && "
+                  "systemctl --user enable --now ai.pellix.pellix-service.service "
+                  "ai.pellix.pellix.wal.timer ai.pellix.pellix.tripwire-grep.timer "
+                  "ai.pellix.pellix.tripwire-ai.timer (on a server, run `loginctl enable-linger` "
+                  "first so they run without a login).\n");
+    for (const char* row : {"  ! Installing always-on service — Service installed but may need "
+                            "login/restart to activate\n",
+                            "  ✓ Installing scheduled scanners — 3 scheduled scanners active\n",
+                            "  ! Verifying installation — Files OK, service may need restart\n"}) {
+        EXPECT_NE(outcome.out.find(row), std::string::npos) << row << "\nin:\n" << outcome.out;
+    }
+    EXPECT_EQ(namesIn(folder), kUnits);
+    EXPECT_FALSE(fs::exists(home() + "/Library"));
+}
 
 void expectRowsSucceed(const test::ProcessOutcome& outcome) {
     EXPECT_EQ(outcome.exitStatus, 0) << outcome.err;
