@@ -15,10 +15,6 @@
 
 namespace pellix {
 
-// How long a command may take, and whether it talks to the user's service manager (those get
-// XDG_RUNTIME_DIR besides PATH and HOME).
-enum class CommandKind { ordinary, gatewayRestart, userManager };
-
 struct ManagerContext {
     std::function<Task<ShellResult>(std::string command, CommandKind kind)> run;
     std::function<std::string()> home;
