@@ -138,7 +138,8 @@ public:
         JobRemoval removal{label, true, ""};
         for (const std::string& unit : units) {
             std::error_code error;
-            if (fs::remove(fs::path(unitPath(unit)), error); error) {
+            if (fs::remove(fs::path(unitPath(unit)), error);
+                error && error != std::errc::not_a_directory) {
                 removal = {label, false,
                            "Could not delete " + unitPath(unit) + ": " + error.message()};
             }
