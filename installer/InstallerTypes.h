@@ -35,6 +35,11 @@ struct ShellResult {
     bool operator==(const ShellResult&) const = default;
 };
 
+// What a child command is, for its time limit (a minute; two for the gateway restart) and its
+// environment (only the user service manager's commands get XDG_RUNTIME_DIR besides PATH and
+// HOME).
+enum class CommandKind { ordinary, gatewayRestart, userManager };
+
 // One of the agent's four background jobs as its service manager (launchd or systemd) sees it.
 struct JobState {
     std::string label;           // the job label, e.g. "ai.pellix.pellix-service"

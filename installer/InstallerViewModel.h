@@ -18,7 +18,6 @@
 namespace pellix {
 
 class ServiceManager;
-enum class CommandKind;
 
 enum class Property { phase, steps, progress, errorMessage, scanPreset, modelChoice };
 

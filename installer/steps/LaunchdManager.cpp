@@ -98,7 +98,7 @@ public:
                                   CommandKind::ordinary);
         }
         JobRemoval removal{label, true, ""};
-        if (fs::remove(fs::path(plist), error); error) {
+        if (fs::remove(fs::path(plist), error); error && error != std::errc::not_a_directory) {
             removal = {label, false, "Could not delete " + plist + ": " + error.message()};
         }
         if (co_await isLoaded(label)) removal = {label, false, "launchd still has the job loaded"};

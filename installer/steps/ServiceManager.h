@@ -1,8 +1,8 @@
 #pragma once
 // The seam between the install steps and whatever keeps the agent's jobs running: launchd on a
-// Mac, the user's systemd manager on Linux. Each implementation renders the neutral job table in
-// its own format and talks to its manager through the view model's command runner. Owned by one
-// view model and used on its thread only.
+// Mac, the user's systemd manager on Linux, each rendering the neutral job table in its own
+// format and talking to its manager through the view model's command runner. Owned by one view
+// model and used on its thread only.
 
 #include <functional>
 #include <memory>
@@ -14,10 +14,6 @@
 #include "AgentJobs.h"
 
 namespace pellix {
-
-// How long a command may take, and whether it talks to the user's service manager (those get
-// XDG_RUNTIME_DIR besides PATH and HOME).
-enum class CommandKind { ordinary, gatewayRestart, userManager };
 
 struct ManagerContext {
     std::function<Task<ShellResult>(std::string command, CommandKind kind)> run;

@@ -86,7 +86,8 @@ public:
             writeFileAtomically(unitPath(timer), timerUnit(job))) {
             co_return false;
         }
-        // Restarting the timer runs the scanner once now, as loading does under launchd.
+        // Starting or restarting the timer runs its scanner once now, as loading does under
+        // launchd; the reloads of the other jobs do not run it again.
         const ShellResult handedOver =
             co_await manager("systemctl --user daemon-reload && systemctl --user enable " + timer +
                              " && systemctl --user restart " + timer);
@@ -137,7 +138,8 @@ public:
         JobRemoval removal{label, true, ""};
         for (const std::string& unit : units) {
             std::error_code error;
-            if (fs::remove(fs::path(unitPath(unit)), error); error) {
+            if (fs::remove(fs::path(unitPath(unit)), error);
+                error && error != std::errc::not_a_directory) {
                 removal = {label, false,
                            "Could not delete " + unitPath(unit) + ": " + error.message()};
             }

@@ -79,7 +79,7 @@ std::string serviceUnit(const AgentJob& job, const JobValues& values) {
 std::string timerUnit(const AgentJob& job) {
     const std::string interval = std::to_string(job.intervalSeconds);
     return "[Unit]\nDescription=Run " + jobLabel(job.labelSuffix) + " every " + interval +
-           " s\n\n[Timer]\nOnActiveSec=0\nOnUnitInactiveSec=" + interval +
+           " s\n\n[Timer]\nOnStartupSec=0\nOnUnitInactiveSec=" + interval +
            "\nAccuracySec=1s\nUnit=" + serviceUnitName(job) +
            "\n\n[Install]\nWantedBy=timers.target\n";
 }

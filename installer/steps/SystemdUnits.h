@@ -18,7 +18,9 @@ std::string timerUnitName(const AgentJob& job);
 
 // The always-on service: restarted whenever it exits; a scanner: a oneshot run of its script.
 std::string serviceUnit(const AgentJob& job, const JobValues& values);
-// Fires once when started and then `intervalSeconds` after each run has ended.
+// Fires once when started (at install, and at each start of the user's manager, like launchd's
+// RunAtLoad) and then `intervalSeconds` after each run has ended. OnStartupSec=0, not
+// OnActiveSec=0: the latter fires again on every daemon-reload.
 std::string timerUnit(const AgentJob& job);
 
 // One word of a command line or an assignment list: in double quotes, with backslash, quote,

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -24,6 +25,8 @@ namespace pellix::test {
 namespace {
 
 constexpr const char* kSystemd = "/lib/systemd/systemd";
+// In /tmp, not /run: every test's namespace sees the same file there.
+constexpr const char* kLockFile = "/tmp/pellix-test-user-manager.lock";
 
 std::string systemError(const std::string& what) {
     return what + ": " + std::strerror(errno);
@@ -58,20 +61,27 @@ UserManager::UserManager(const std::string& home)
         reason_ = "a user manager without a login needs root (private mount namespace)";
     } else if (::access(kSystemd, X_OK) != 0) {
         reason_ = std::string("no systemd here: ") + kSystemd + " is missing";
+    } else if (lockFd_ = ::open(kLockFile, O_RDWR | O_CREAT | O_CLOEXEC, 0600); lockFd_ < 0) {
+        reason_ = systemError(std::string("cannot open ") + kLockFile);
+    } else if (::flock(lockFd_, LOCK_EX) != 0) {
+        reason_ = systemError(std::string("cannot lock ") + kLockFile);
     } else if (prepareNamespace()) {
         startManager();
     }
 }
 
 UserManager::~UserManager() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGTERM);
-    int status = 0;
-    const bool ended = waitFor([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; }, 15);
-    if (!ended) {
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, &status, 0);
+    if (pid_ > 0) {
+        ::kill(pid_, SIGTERM);
+        int status = 0;
+        const bool ended = waitFor([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; }, 15);
+        if (!ended) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, &status, 0);
+        }
     }
+    // Closing the file releases the lock for the next test.
+    if (lockFd_ >= 0) ::close(lockFd_);
 }
 
 bool UserManager::prepareNamespace() {

@@ -1,9 +1,9 @@
 #pragma once
-// A real systemd user manager for one test, started without a login: in a private mount
-// namespace of this test process, with tmpfs on /run/systemd and /run/user, for a chosen HOME.
-// Needs root and /lib/systemd/systemd; where either is missing, available() is false and
-// unavailableReason() says why. Use from the test's main thread; children started afterwards
-// (the installer binary, systemctl) share the namespace.
+// A real systemd user manager for one test, started without a login in a private mount namespace
+// of the test process (tmpfs on /run/systemd and /run/user), for a chosen HOME; children started
+// afterwards share it. Needs root and /lib/systemd/systemd, else available() is false and
+// unavailableReason() says why. Use from the test's main thread. Managers of parallel tests would
+// share one cgroup and stop each other's units, so one at a time runs, machine-wide.
 
 #include <sys/types.h>
 
@@ -37,6 +37,7 @@ private:
     std::string runtimeDirectory_;
     std::string reason_;
     std::string logFile_;
+    int lockFd_ = -1;
     pid_t pid_ = -1;
 };
 

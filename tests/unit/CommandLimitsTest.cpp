@@ -137,6 +137,34 @@ TEST_F(CommandLimits, MissingShellInAWholeInstallGivesOneNoticeAndTheUsualRows) 
     EXPECT_TRUE(notices[0].starts_with("Cannot run " + broken.shell)) << notices[0];
 }
 
+TEST_F(CommandLimits, HungLaunchctlAndGatewayTakeTheUsualWarningPathsAndAreNamed) {
+    test::Sandbox sandbox;
+    test::writeFile(sandbox.fakeBin() + "/sleep-print", "30");
+    test::writeFile(sandbox.fakeBin() + "/sleep-list", "30");
+    test::writeFile(sandbox.fakeBin() + "/sleep-openclaw", "30");
+    Platform hung = sandbox.platform();
+    // Above the reload line's own one-second pause.
+    hung.commandTimeLimit = 1500ms;
+    hung.gatewayRestartTimeLimit = 2s;
+    hung.notice = [this](const std::string& line) { notices.push_back(line); };
+    TestViewModel model(hung);
+    const auto start = Clock::now();
+    model.startInstall();
+    EXPECT_LT(secondsSince(start), 15.0);
+    ASSERT_EQ(model.phase(), InstallerPhase::complete);
+    EXPECT_EQ(model.steps()[7].detail, "Service installed but may need login/restart to activate");
+    EXPECT_EQ(model.steps()[8].detail, "3 scheduled scanners active");
+    EXPECT_EQ(model.steps()[9].detail, "Restart may need manual run");
+    EXPECT_EQ(model.steps()[10].detail, "Files OK, service may need restart");
+    EXPECT_EQ(
+        notices,
+        (std::vector<std::string>{
+            "Stopped after 1500 ms without finishing: launchctl print "
+            "gui/$(id -u)/ai.pellix.pellix-service 2>&1 | head -1",
+            "Stopped after 2 s without finishing: openclaw gateway restart",
+            "Stopped after 1500 ms without finishing: launchctl list | grep pellix-service"}));
+}
+
 TEST_F(CommandLimits, OnlyServiceManagerCommandsSeeXdgRuntimeDir) {
     Platform withRuntime = platform(60s);
     withRuntime.environment = [](const std::string& name) -> std::optional<std::string> {

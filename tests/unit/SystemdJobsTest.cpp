@@ -134,6 +134,11 @@ TEST_F(SystemdWithoutManager, UnwritableUnitFolderGivesTheWriteTexts) {
     model.startInstall();
     EXPECT_EQ(model.steps()[7].detail, "Could not write plist — install manually");
     EXPECT_EQ(model.steps()[8].detail, "0/3 scanners installed");
+    // Nothing can be there, so there is nothing to remove.
+    for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
+        EXPECT_TRUE(removal.removed) << removal.label;
+        EXPECT_EQ(removal.detail, "") << removal.label;
+    }
 }
 
 TEST_F(SystemdWithoutManager, DescribeAndRemoveWorkOnTheFilesAlone) {

@@ -45,11 +45,11 @@ TEST(SystemdUnits, UnitNamesAreTheLaunchdLabels) {
 }
 
 TEST(SystemdUnits, TimersFireAtOnceThenThreeHundredThreeHundredAndNineHundredAfterEachRun) {
-    EXPECT_NE(timerUnit(kScannerJobs[0]).find("\nOnActiveSec=0\nOnUnitInactiveSec=300\n"),
+    EXPECT_NE(timerUnit(kScannerJobs[0]).find("\nOnStartupSec=0\nOnUnitInactiveSec=300\n"),
               std::string::npos);
-    EXPECT_NE(timerUnit(kScannerJobs[1]).find("\nOnActiveSec=0\nOnUnitInactiveSec=300\n"),
+    EXPECT_NE(timerUnit(kScannerJobs[1]).find("\nOnStartupSec=0\nOnUnitInactiveSec=300\n"),
               std::string::npos);
-    EXPECT_NE(timerUnit(kScannerJobs[2]).find("\nOnActiveSec=0\nOnUnitInactiveSec=900\n"),
+    EXPECT_NE(timerUnit(kScannerJobs[2]).find("\nOnStartupSec=0\nOnUnitInactiveSec=900\n"),
               std::string::npos);
 }
 
