@@ -4,12 +4,14 @@
 // belongs to one thread at a time; the free functions are safe on any thread.
 
 #include <rapidjson/document.h>
+#include <rapidjson/error/error.h>
 
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace pellix {
 
@@ -46,6 +48,9 @@ public:
 
 private:
     ConfigDocument();
+    static std::optional<ConfigDocument> parseText(std::string_view bytes,
+                                                   const std::vector<std::string>* maskedNumbers,
+                                                   rapidjson::ParseErrorCode& error);
     void writeValue(std::string& out, const JsonValue& value, std::size_t indent) const;
     void writeObject(std::string& out, const JsonValue& object, std::size_t indent) const;
 
