@@ -238,10 +238,14 @@ std::string ConfigDocument::numberText(const JsonValue& number) const {
 }
 
 std::optional<std::string> ConfigDocument::serialize() const {
+    return serialize(*document_);
+}
+
+std::optional<std::string> ConfigDocument::serialize(const JsonValue& value) const {
     try {
         std::string out;
         out.reserve(numbers_.size() + 4096);
-        writeValue(out, *document_, 0);
+        writeValue(out, value, 0);
         return out;
     } catch (const std::bad_alloc&) {
         return std::nullopt;

@@ -45,6 +45,8 @@ public:
     // last one counts, as for JavaScript's reader), no final newline, UTF-8 written as is; nothing
     // when memory runs out. Never throws.
     std::optional<std::string> serialize() const;
+    // The same for one value inside this document.
+    std::optional<std::string> serialize(const JsonValue& value) const;
 
 private:
     ConfigDocument();
