@@ -158,6 +158,12 @@ TEST_F(ConfigDocument, FileLargerThanTheMemoryGuardIsUnreadable) {
     EXPECT_EQ(fs::file_size(config_), kMaxConfigBytes + 1);
 }
 
+TEST_F(ConfigDocument, NulByteAndTextAfterTheObjectAreUnreadable) {
+    expectUnreadableAndUntouched(std::string(R"({"agents":{"list":[{"id":"main"}]},"x":1})") +
+                                 '\0' + R"(,"lost":"after the NUL"})");
+    expectUnreadableAndUntouched(R"({"agents":{"list":[{"id":"main"}]}} {"second":"document"})");
+}
+
 TEST_F(ConfigDocument, InvalidUtf8IsUnreadable) {
     expectUnreadableAndUntouched("{\"agents\":{\"list\":[{\"id\":\"m\xE9in\"}]}}");
 }
