@@ -73,8 +73,12 @@ bool writeBackupRecord(const std::string& configPath, const BackupRecord& record
     const BackupPaths paths = backupPathsFor(configPath);
     AtomicWriteOptions options;
     options.mode = 0600;
-    return ensureFolder(paths.folder) &&
-           !writeFileAtomically(paths.record, recordText(record), options);
+    if (!ensureFolder(paths.folder) ||
+        writeFileAtomically(paths.record, recordText(record), options)) {
+        return false;
+    }
+    removeStaleTemporaries(paths.record);
+    return true;
 }
 
 bool isInstallersOwnVersion(const BackupRecord& record, const ContentHash& current) {
@@ -104,6 +108,7 @@ BackupResult takeBackupIfDue(const std::string& configPath, const ContentHash& c
     const std::error_code error = copyFileAtomically(configPath, paths.copy, 0600, current);
     if (error == std::errc::operation_canceled) return BackupResult::fileChanged;
     if (error) return BackupResult::failed;
+    removeStaleTemporaries(paths.copy);
     record.takenAt = utcTimestamp();
     record.mode = mode & 07777;
     return writeBackupRecord(configPath, record) ? BackupResult::taken : BackupResult::failed;

@@ -77,6 +77,62 @@ void appendEscaped(std::string& out, const char* text, std::size_t length) {
     out.push_back('"');
 }
 
+bool isNumberText(std::string_view t) {
+    std::size_t i = 0;
+    const auto digits = [&] {
+        const std::size_t start = i;
+        while (i < t.size() && t[i] >= '0' && t[i] <= '9') ++i;
+        return i > start;
+    };
+    if (i < t.size() && t[i] == '-') ++i;
+    if (i < t.size() && t[i] == '0') {
+        ++i;
+    } else if (!digits()) {
+        return false;
+    }
+    if (i < t.size() && t[i] == '.' && (++i, !digits())) return false;
+    if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
+        ++i;
+        if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+        if (!digits()) return false;
+    }
+    return i == t.size();
+}
+
+// RapidJSON's reader refuses numbers a double cannot hold (over 308 digits, or an exponent past
+// a double's range) even when it is asked for their text, though they are valid JSON. For such
+// a file each number outside a string is swapped for a "0" padded with spaces, and the texts are
+// handed to the document in order; nothing when a number is not valid JSON.
+std::optional<std::string> withNumbersMasked(std::string_view bytes,
+                                             std::vector<std::string>& texts) {
+    std::string masked(bytes);
+    bool inString = false;
+    for (std::size_t i = 0; i < masked.size(); ++i) {
+        const char c = masked[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '-' || (c >= '0' && c <= '9')) {
+            std::size_t end = i;
+            while (end < masked.size() && std::strchr("0123456789+-.eE", masked[end]) != nullptr &&
+                   masked[end] != '\0') {
+                ++end;
+            }
+            texts.emplace_back(masked, i, end - i);
+            if (!isNumberText(texts.back())) return std::nullopt;
+            masked.replace(i, end - i, end - i, ' ');
+            masked[i] = '0';
+            i = end - 1;
+        }
+    }
+    return masked;
+}
+
 void appendIndent(std::string& out, std::size_t indent) {
     out.push_back('\n');
     out.append(indent, ' ');
@@ -88,8 +144,9 @@ void appendIndent(std::string& out, std::size_t indent) {
 // number's text.
 class ConfigParseHandler {
 public:
-    ConfigParseHandler(rapidjson::Document& document, std::string& numbers)
-        : document_(document), numbers_(numbers) {}
+    ConfigParseHandler(rapidjson::Document& document, std::string& numbers,
+                       const std::vector<std::string>* maskedNumbers)
+        : document_(document), numbers_(numbers), maskedNumbers_(maskedNumbers) {}
     bool Null() { return document_.Null(); }
     bool Bool(bool b) { return document_.Bool(b); }
     bool Int(int i) { return document_.Int(i); }
@@ -99,7 +156,12 @@ public:
     bool Double(double d) { return document_.Double(d); }
     bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
         const std::uint64_t offset = numbers_.size();
-        numbers_.append(text, length);
+        if (maskedNumbers_ != nullptr) {
+            if (nextMasked_ >= maskedNumbers_->size()) return false;
+            numbers_.append((*maskedNumbers_)[nextMasked_++]);
+        } else {
+            numbers_.append(text, length);
+        }
         numbers_.push_back(',');
         return document_.Double(boxedOffset(offset));
     }
@@ -117,6 +179,8 @@ public:
 private:
     rapidjson::Document& document_;
     std::string& numbers_;
+    const std::vector<std::string>* maskedNumbers_;
+    std::size_t nextMasked_ = 0;
     std::size_t depth_ = 0;
 };
 
@@ -129,25 +193,36 @@ std::optional<ConfigDocument> ConfigDocument::parse(std::string_view bytes) {
     if (bytes.size() > kMaxConfigBytes || bytes.find('\0') != std::string_view::npos) {
         return std::nullopt;
     }
-    constexpr unsigned kFlags = rapidjson::kParseNumbersAsStringsFlag |
-                                rapidjson::kParseValidateEncodingFlag |
-                                rapidjson::kParseIterativeFlag;
     try {
-        ConfigDocument result;
-        bool parsed = false;
-        auto generate = [&](rapidjson::Document& document) {
-            rapidjson::MemoryStream stream(bytes.data(), bytes.size());
-            ConfigParseHandler handler(document, result.numbers_);
-            rapidjson::Reader reader;
-            parsed = !reader.Parse<kFlags>(stream, handler).IsError();
-            return parsed;
-        };
-        result.document_->Populate(generate);
-        if (!parsed || !result.document_->IsObject()) return std::nullopt;
-        return result;
+        rapidjson::ParseErrorCode error = rapidjson::kParseErrorNone;
+        std::optional<ConfigDocument> document = parseText(bytes, nullptr, error);
+        if (document || error != rapidjson::kParseErrorNumberTooBig) return document;
+        std::vector<std::string> texts;
+        const std::optional<std::string> masked = withNumbersMasked(bytes, texts);
+        if (!masked) return std::nullopt;
+        return parseText(*masked, &texts, error);
     } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
+}
+
+std::optional<ConfigDocument> ConfigDocument::parseText(
+    std::string_view bytes, const std::vector<std::string>* maskedNumbers,
+    rapidjson::ParseErrorCode& error) {
+    constexpr unsigned kFlags = rapidjson::kParseNumbersAsStringsFlag |
+                                rapidjson::kParseValidateEncodingFlag |
+                                rapidjson::kParseIterativeFlag;
+    ConfigDocument result;
+    auto generate = [&](rapidjson::Document& document) {
+        rapidjson::MemoryStream stream(bytes.data(), bytes.size());
+        ConfigParseHandler handler(document, result.numbers_, maskedNumbers);
+        rapidjson::Reader reader;
+        error = reader.Parse<kFlags>(stream, handler).Code();
+        return error == rapidjson::kParseErrorNone;
+    };
+    result.document_->Populate(generate);
+    if (error != rapidjson::kParseErrorNone || !result.document_->IsObject()) return std::nullopt;
+    return result;
 }
 
 std::string ConfigDocument::numberText(const JsonValue& number) const {
@@ -163,10 +238,14 @@ std::string ConfigDocument::numberText(const JsonValue& number) const {
 }
 
 std::optional<std::string> ConfigDocument::serialize() const {
+    return serialize(*document_);
+}
+
+std::optional<std::string> ConfigDocument::serialize(const JsonValue& value) const {
     try {
         std::string out;
         out.reserve(numbers_.size() + 4096);
-        writeValue(out, *document_, 0);
+        writeValue(out, value, 0);
         return out;
     } catch (const std::bad_alloc&) {
         return std::nullopt;
@@ -244,73 +323,6 @@ void ConfigDocument::writeObject(std::string& out, const JsonValue& object,
     }
     appendIndent(out, indent);
     out.push_back('}');
-}
-
-const JsonValue* member(const JsonValue& object, std::string_view key) {
-    if (!object.IsObject()) return nullptr;
-    for (auto it = object.MemberEnd(); it != object.MemberBegin();) {
-        --it;
-        if (keyOf(*it) == key) return &it->value;
-    }
-    return nullptr;
-}
-
-JsonValue* member(JsonValue& object, std::string_view key) {
-    return const_cast<JsonValue*>(member(static_cast<const JsonValue&>(object), key));
-}
-
-JsonValue& setMember(JsonValue& object, std::string_view key, JsonValue value,
-                     JsonAllocator& allocator) {
-    if (JsonValue* existing = member(object, key)) {
-        *existing = value.Move();
-        return *existing;
-    }
-    object.AddMember(stringValue(key, allocator), value.Move(), allocator);
-    return (object.MemberEnd() - 1)->value;
-}
-
-bool holdsString(const JsonValue* value, std::string_view expected) {
-    return value != nullptr && value->IsString() &&
-           std::string_view(value->GetString(), value->GetStringLength()) == expected;
-}
-
-JsonValue stringValue(std::string_view text, JsonAllocator& allocator) {
-    return JsonValue(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator);
-}
-
-namespace {
-
-bool isArrayOfObjects(const JsonValue* value) {
-    return value != nullptr && value->IsArray() &&
-           std::all_of(value->Begin(), value->End(),
-                       [](const JsonValue& e) { return e.IsObject(); });
-}
-
-}  // namespace
-
-const JsonValue* findAgentList(const JsonValue& document) {
-    const JsonValue* agents = member(document, "agents");
-    if (agents == nullptr || !agents->IsObject()) return nullptr;
-    if (const JsonValue* items = member(*agents, "items"); isArrayOfObjects(items)) return items;
-    if (const JsonValue* list = member(*agents, "list"); isArrayOfObjects(list)) return list;
-    return nullptr;
-}
-
-JsonValue& agentListForEditing(ConfigDocument& document) {
-    JsonAllocator& allocator = document.allocator();
-    JsonValue& root = document.root();
-    JsonValue* agents = member(root, "agents");
-    if (agents == nullptr || !agents->IsObject()) {
-        agents = &setMember(root, "agents", JsonValue(rapidjson::kObjectType), allocator);
-    }
-    const JsonValue* source = findAgentList(root);
-    // An "items" key of the wrong type still decides the place: the host evidently reads "items".
-    const std::string_view key = member(*agents, "items") != nullptr ? "items" : "list";
-    JsonValue* destination = member(*agents, key);
-    if (destination != nullptr && destination == source) return *destination;
-    JsonValue list(rapidjson::kArrayType);
-    if (source != nullptr) list.CopyFrom(*source, allocator);
-    return setMember(*agents, key, std::move(list), allocator);
 }
 
 }  // namespace pellix

@@ -4,12 +4,14 @@
 // belongs to one thread at a time; the free functions are safe on any thread.
 
 #include <rapidjson/document.h>
+#include <rapidjson/error/error.h>
 
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace pellix {
 
@@ -43,9 +45,14 @@ public:
     // last one counts, as for JavaScript's reader), no final newline, UTF-8 written as is; nothing
     // when memory runs out. Never throws.
     std::optional<std::string> serialize() const;
+    // The same for one value inside this document.
+    std::optional<std::string> serialize(const JsonValue& value) const;
 
 private:
     ConfigDocument();
+    static std::optional<ConfigDocument> parseText(std::string_view bytes,
+                                                   const std::vector<std::string>* maskedNumbers,
+                                                   rapidjson::ParseErrorCode& error);
     void writeValue(std::string& out, const JsonValue& value, std::size_t indent) const;
     void writeObject(std::string& out, const JsonValue& object, std::size_t indent) const;
 

@@ -20,6 +20,10 @@ std::optional<nlohmann::json> productReading(const std::string& bytes);
 // The product's text for `document`.
 std::optional<std::string> productWriting(const nlohmann::json& document);
 
+// An openclaw.json of about `bytes` bytes, pretty-printed as a host would save it: a main agent
+// allowed to spawn "coder", and many settings with texts, exact and inexact numbers.
+std::string sampleConfig(std::size_t bytes);
+
 // Runs a product edit on `document` through the product's own document and hands back the edit's
 // answer; `document` becomes what the product wrote.
 template <typename Edit>

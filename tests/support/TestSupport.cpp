@@ -27,8 +27,10 @@ void PrintTo(const ShellResult& result, std::ostream* out) {
 
 namespace pellix::test {
 
-TempDir::TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "pellix-test-XXXXXX").string();
+TempDir::TempDir() : TempDir(fs::temp_directory_path().string()) {}
+
+TempDir::TempDir(const std::string& parent) {
+    std::string pattern = parent + "/pellix-test-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     path_ = pattern;
 }

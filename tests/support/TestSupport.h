@@ -23,6 +23,7 @@ namespace pellix::test {
 class TempDir {
 public:
     TempDir();
+    explicit TempDir(const std::string& parent);
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
     ~TempDir();
