@@ -47,7 +47,9 @@ void nameProblems(AgentStatus& status) {
                            status.configFile + ")");
     } else {
         if (!status.config.registered) problems.push_back("openclaw.json: no Pellix agent entry");
-        if (!status.config.allowlisted) {
+        // Without a main agent there is no allowlist to be in: the install says "Already in
+        // allowlist" then, and so nothing is missing.
+        if (status.config.hasMainAgent && !status.config.allowlisted) {
             problems.push_back(
                 "openclaw.json: \"pellix\" is not in the main agent's subagents.allowAgents");
         }

@@ -37,6 +37,11 @@ JsonOutput& JsonOutput::integer(long long value) {
     return *this;
 }
 
+JsonOutput& JsonOutput::numberText(std::string_view text) {
+    writer_.RawValue(text.data(), text.size(), rapidjson::kNumberType);
+    return *this;
+}
+
 JsonOutput& JsonOutput::null() {
     writer_.Null();
     return *this;

@@ -23,6 +23,8 @@ public:
     JsonOutput& boolean(bool value);
     JsonOutput& number(double value);
     JsonOutput& integer(long long value);
+    // A number exactly as openclaw.json wrote it; the text must be a JSON number.
+    JsonOutput& numberText(std::string_view text);
     JsonOutput& null();
     JsonOutput& beginObject();
     JsonOutput& endObject();

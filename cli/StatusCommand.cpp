@@ -33,9 +33,14 @@ void writeConfig(JsonOutput& json, const PellixConfigState& config) {
     json.key("readable").boolean(config.readable);
     json.key("registered").boolean(config.registered);
     json.key("model").textOrNull(config.registered ? std::optional(config.model) : std::nullopt);
-    json.key("heartbeatIntervalMinutes")
-        .textOrNull(config.heartbeatMinutes.empty() ? std::nullopt
-                                                    : std::optional(config.heartbeatMinutes));
+    // The interval as the file writes it, so a number too large for a double stays exact.
+    json.key("heartbeatIntervalMinutes");
+    if (config.heartbeatMinutes.empty()) {
+        json.null();
+    } else {
+        json.numberText(config.heartbeatMinutes);
+    }
+    json.key("hasMainAgent").boolean(config.hasMainAgent);
     json.key("allowlisted").boolean(config.allowlisted);
     json.endObject();
 }

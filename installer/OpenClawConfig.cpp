@@ -106,6 +106,7 @@ PellixConfigState inspectPellixConfig(const std::string& configPath) {
         }
     }
     const JsonValue* mainAgent = mainAgentOf(document->root());
+    state.hasMainAgent = mainAgent != nullptr;
     const JsonValue* subagents = mainAgent ? member(*mainAgent, "subagents") : nullptr;
     const JsonValue* names = subagents ? member(*subagents, "allowAgents") : nullptr;
     state.allowlisted = names != nullptr && names->IsArray() &&

@@ -15,6 +15,7 @@ struct PellixConfigState {
     bool registered = false;       // an agent list entry whose "name" or "id" is "pellix"
     std::string model;             // that entry's "model" when it is a string, else empty
     std::string heartbeatMinutes;  // its "heartbeatIntervalMinutes" as written, else empty
+    bool hasMainAgent = false;     // the agent list has an entry whose identity is "main"
     bool allowlisted = false;      // "pellix" is in the main agent's subagents.allowAgents
 };
 PellixConfigState inspectPellixConfig(const std::string& configPath);

@@ -108,7 +108,7 @@ TEST_F(AgentLifecycle, StatusJsonNamesEveryPart) {
     EXPECT_EQ(status["missingFiles"], json::array());
     EXPECT_EQ(status["config"]["registered"], true);
     EXPECT_EQ(status["config"]["model"], "anthropic/claude-sonnet-4-20250514");
-    EXPECT_EQ(status["config"]["heartbeatIntervalMinutes"], "15");
+    EXPECT_EQ(status["config"]["heartbeatIntervalMinutes"], 15);
     EXPECT_EQ(status["config"]["allowlisted"], true);
     ASSERT_EQ(status["jobs"].size(), 4u);
     for (std::size_t i = 0; i < 4; ++i) {

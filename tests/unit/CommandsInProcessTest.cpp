@@ -86,6 +86,33 @@ TEST_F(CommandsInProcess, InstallStatusUninstallStatus) {
     EXPECT_EQ(run({"status"}), 3);
 }
 
+TEST_F(CommandsInProcess, WithoutAMainAgentTheMissingAllowlistItemIsNoProblem) {
+    test::writeFile(sandbox.configFile(), R"({"agents":{"list":[{"id":"coder"}]}})");
+    install();
+    const json status = runJson({"status"});
+    EXPECT_EQ(exitStatus, 0) << status.dump(2);
+    EXPECT_EQ(status["config"]["hasMainAgent"], false);
+    EXPECT_EQ(status["config"]["allowlisted"], false);
+    EXPECT_EQ(status["config"]["heartbeatIntervalMinutes"], 15);
+    EXPECT_EQ(status["problems"], json::array());
+}
+
+TEST_F(CommandsInProcess, AMainAgentWithoutPellixInItsAllowlistIsAProblem) {
+    install();
+    test::writeFile(sandbox.configFile(),
+                    R"({"agents":{"list":[{"id":"main"},{"name":"pellix","model":"m",)"
+                    R"("heartbeatIntervalMinutes":18446744073709551616}]}})");
+    const json status = runJson({"status"});
+    EXPECT_EQ(exitStatus, 1);
+    EXPECT_EQ(status["config"]["hasMainAgent"], true);
+    EXPECT_EQ(status["problems"],
+              json::array({"openclaw.json: \"pellix\" is not in the main agent's "
+                           "subagents.allowAgents"}));
+    const std::string text = out.str();
+    EXPECT_NE(text.find("\"heartbeatIntervalMinutes\": 18446744073709551616,"), std::string::npos)
+        << text;
+}
+
 TEST_F(CommandsInProcess, StatusNamesAnUnreadableConfig) {
     install();
     test::writeFile(sandbox.configFile(), "not json");

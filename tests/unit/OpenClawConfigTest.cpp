@@ -71,7 +71,15 @@ TEST_F(OpenClawConfig, InspectGivesTheIntervalAsWrittenAndIgnoresAModelThatIsNoS
     EXPECT_TRUE(state.registered);
     EXPECT_EQ(state.model, "");
     EXPECT_EQ(state.heartbeatMinutes, "1.50E1");
+    EXPECT_FALSE(state.hasMainAgent);
     EXPECT_FALSE(state.allowlisted);
+}
+
+TEST_F(OpenClawConfig, InspectFindsTheMainAgentByIdBeforeName) {
+    test::writeFile(config_, R"({"agents":{"list":[{"id":"other","name":"main"}]}})");
+    EXPECT_FALSE(inspectPellixConfig(config_).hasMainAgent);
+    test::writeFile(config_, R"({"agents":{"list":[{"name":"main"}]}})");
+    EXPECT_TRUE(inspectPellixConfig(config_).hasMainAgent);
 }
 
 TEST_F(OpenClawConfig, InspectCallsAFileWithTextAfterTheObjectUnreadable) {
