@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "../InstallerTypes.h"
+#include "Utf8.h"
 
 namespace pellix {
 
@@ -38,8 +39,5 @@ struct ChildOutcome {
 ChildOutcome runChild(const std::string& shell, const std::string& command,
                       const std::string& childPath, const std::string& home,
                       const ChildLimits& limits);
-
-// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool isValidUtf8(std::string_view bytes);
 
 }  // namespace pellix
