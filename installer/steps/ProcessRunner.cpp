@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -177,21 +178,44 @@ struct Collected {
 
 using Clock = std::chrono::steady_clock;
 
+// A descriptor that turns readable when the child exits (Linux 5.3 and later), so the wait wakes at
+// the exit itself instead of at the next check; -1 where there is none.
+int openExitDescriptor(pid_t pid) {
+#if defined(__linux__) && defined(SYS_pidfd_open)
+    return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+#else
+    (void)pid;
+    return -1;
+#endif
+}
+
+// How long one poll may sleep: without an exit descriptor the checks after the end of file start
+// at a millisecond and double, since the exit follows the end of file at once.
+int nextWaitMillis(bool exitWatched, bool open, int& closedWaitMillis) {
+    if (exitWatched || open) return kExitCheckMillis;
+    const int wait = closedWaitMillis;
+    closedWaitMillis = std::min(closedWaitMillis * 2, kExitCheckMillis);
+    return wait;
+}
+
 // Reads while waiting, so a child that prints more than the pipe holds never stalls on a write.
 // A child that closes its output early is still waited for within the limit, never blocked on.
 Collected collectUntilExit(pid_t pid, int fd, std::chrono::milliseconds timeLimit) {
     Collected result;
     const auto deadline = Clock::now() + timeLimit;
+    const Fd exited(openExitDescriptor(pid));
     bool open = true;
-    // After the end of file the exit follows at once, so the first checks come quickly.
     int closedWaitMillis = 1;
-    pollfd watch{fd, POLLIN, 0};
     for (;;) {
-        const int ready = ::poll(&watch, open ? 1 : 0, open ? kExitCheckMillis : closedWaitMillis);
-        if (!open) closedWaitMillis = std::min(closedWaitMillis * 2, kExitCheckMillis);
-        if (open && ready > 0 && readSome(fd, result.bytes) == ReadOutcome::endOfFile) {
+        // The pipe first, then the exit descriptor; a closed pipe is left out of the set.
+        pollfd watch[2] = {{fd, POLLIN, 0}, {exited.get(), POLLIN, 0}};
+        pollfd* first = open ? &watch[0] : &watch[1];
+        const nfds_t count = (open ? 1 : 0) + (exited.get() >= 0 ? 1 : 0);
+        const int ready =
+            ::poll(first, count, nextWaitMillis(exited.get() >= 0, open, closedWaitMillis));
+        if (open && ready > 0 && watch[0].revents != 0 &&
+            readSome(fd, result.bytes) == ReadOutcome::endOfFile) {
             open = false;
-            continue;
         }
         if (reapIfExited(pid, result.waitStatus)) {
             if (open) drainAvailable(fd, result.bytes);
