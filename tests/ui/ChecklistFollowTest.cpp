@@ -12,12 +12,11 @@
 namespace pellix {
 
 using uitest::AppUnderTest;
+using uitest::kInstallTimeoutMs;
 using uitest::must;
 using uitest::Sandbox;
 
 namespace {
-
-constexpr int kInstallTimeoutMs = 60000;
 
 // Eleven rows as the pipeline makes them, each with a two-line detail once it has finished.
 std::vector<InstallStep> elevenRows() {
@@ -122,7 +121,7 @@ private slots:
             }
         });
         watcher.start();
-        QTest::mouseClick(must<QPushButton>(&app_->window(), "installButton"), Qt::LeftButton);
+        app_->clickInstall();
         QTRY_VERIFY_WITH_TIMEOUT(installer().steps().size() == 11 &&
                                      installer().steps()[9].status == StepStatus::running,
                                  kInstallTimeoutMs);

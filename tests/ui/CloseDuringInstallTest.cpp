@@ -15,12 +15,11 @@
 namespace pellix {
 
 using uitest::AppUnderTest;
+using uitest::kInstallTimeoutMs;
 using uitest::must;
 using uitest::Sandbox;
 
 namespace {
-
-constexpr int kInstallTimeoutMs = 60000;
 
 bool noChildProcessLeft() {
     int status = 0;
@@ -31,7 +30,7 @@ bool noChildProcessLeft() {
 bool startSlowInstall(AppUnderTest& app, Sandbox& sandbox) {
     test::writeFile(sandbox.fakeBin() + "/sleep-openclaw", "2\n");
     if (!app.showAndActivate()) return false;
-    QTest::mouseClick(must<QPushButton>(&app.window(), "installButton"), Qt::LeftButton);
+    app.clickInstall();
     return QTest::qWaitFor(
         [&] { return sandbox.calls().find("openclaw gateway restart") != std::string::npos; },
         kInstallTimeoutMs);

@@ -148,7 +148,7 @@ private slots:
         installer().setPhase(InstallerPhase::welcome);
         QTRY_VERIFY(uitest::shownScreen(app_->window())->objectName() == "welcomeView");
         progressChanges.clear();
-        QTest::mouseClick(must<QPushButton>(&app_->window(), "installButton"), Qt::LeftButton);
+        app_->clickInstall();
         QCOMPARE(progressAtInstalling, std::vector<double>{2.0 / 11.0});
         QVERIFY(!progressChanges.empty());
         QCOMPARE(progressChanges.front(), 1.0 / 11.0);

@@ -33,7 +33,7 @@ private slots:
         test::writeFile(sandbox.fakeBin() + "/sleep-bootstrap", "2\n");
         AppUnderTest app(sandbox.platform());
         QVERIFY(app.showAndActivate());
-        QTest::mouseClick(must<QPushButton>(&app.window(), "installButton"), Qt::LeftButton);
+        app.clickInstall();
         QTRY_COMPARE_WITH_TIMEOUT(uitest::name(app.installer().steps()[7].status),
                                   QStringLiteral("running"), 10000);
         QTest::qWait(100);
@@ -44,7 +44,7 @@ private slots:
         Sandbox sandbox;
         AppUnderTest app(sandbox.platform());
         QVERIFY(app.showAndActivate());
-        QTest::mouseClick(must<QPushButton>(&app.window(), "installButton"), Qt::LeftButton);
+        app.clickInstall();
         QTRY_COMPARE_WITH_TIMEOUT(uitest::name(app.installer().phase()), QStringLiteral("complete"),
                                   30000);
         QTRY_VERIFY(app.window().findChild<QWidget*>("completeView") != nullptr);

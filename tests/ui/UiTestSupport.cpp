@@ -1,5 +1,8 @@
 #include "UiTestSupport.h"
 
+#include <QPushButton>
+#include <QTest>
+
 #include <QDir>
 #include <QTimer>
 #include <algorithm>
@@ -84,6 +87,10 @@ AppUnderTest::~AppUnderTest() {
     executor_.shutDown();
     window_.reset();
     installer_.reset();
+}
+
+void AppUnderTest::clickInstall() {
+    QTest::mouseClick(must<QPushButton>(window_.get(), "installButton"), Qt::LeftButton);
 }
 
 bool AppUnderTest::showAndActivate() {

@@ -44,6 +44,9 @@ inline QString name(StepStatus status) {
     return QString::fromUtf8(toString(status).data());
 }
 
+// How long a test waits for a whole install with the fakes to end.
+inline constexpr int kInstallTimeoutMs = 60000;
+
 // An executor that never starts a job: a run stops at its first blocking job and stays there.
 Executor parkedExecutor();
 
@@ -88,6 +91,8 @@ public:
     QtExecutor& executor() { return executor_; }
     // Shows the window and waits until it is on screen and active.
     bool showAndActivate();
+    // Clicks the welcome screen's install button.
+    void clickInstall();
 
 private:
     QtExecutor executor_;

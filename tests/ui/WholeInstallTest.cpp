@@ -12,18 +12,9 @@
 namespace pellix {
 
 using uitest::AppUnderTest;
+using uitest::kInstallTimeoutMs;
 using uitest::must;
 using uitest::Sandbox;
-
-namespace {
-
-constexpr int kInstallTimeoutMs = 60000;
-
-void clickInstall(AppUnderTest& app) {
-    QTest::mouseClick(must<QPushButton>(&app.window(), "installButton"), Qt::LeftButton);
-}
-
-}  // namespace
 
 class WholeInstallTest : public QObject {
     Q_OBJECT
@@ -35,7 +26,7 @@ private slots:
         QVERIFY(app.showAndActivate());
         QTest::mouseClick(must<QPushButton>(&app.window(), "scanPreset-relaxed"), Qt::LeftButton);
         QTest::mouseClick(must<QPushButton>(&app.window(), "modelChoice-haiku"), Qt::LeftButton);
-        clickInstall(app);
+        app.clickInstall();
         QTRY_COMPARE_WITH_TIMEOUT(uitest::name(app.installer().phase()), QStringLiteral("complete"),
                                   kInstallTimeoutMs);
         QTRY_VERIFY(qobject_cast<CompleteView*>(uitest::shownScreen(app.window())));
@@ -62,7 +53,7 @@ private slots:
         std::filesystem::remove_all(sandbox.openclawHome() + "/workspace-main");
         AppUnderTest app(sandbox.platform());
         QVERIFY(app.showAndActivate());
-        clickInstall(app);
+        app.clickInstall();
         QTRY_COMPARE_WITH_TIMEOUT(uitest::name(app.installer().phase()), QStringLiteral("error"),
                                   kInstallTimeoutMs);
         QTRY_VERIFY(qobject_cast<ErrorView*>(uitest::shownScreen(app.window())));
@@ -80,7 +71,7 @@ private slots:
         QVERIFY(app.showAndActivate());
         QTest::mouseClick(must<QPushButton>(&app.window(), "scanPreset-daily"), Qt::LeftButton);
         QTest::mouseClick(must<QPushButton>(&app.window(), "modelChoice-opus"), Qt::LeftButton);
-        clickInstall(app);
+        app.clickInstall();
         QTRY_VERIFY_WITH_TIMEOUT(app.window().findChild<QWidget*>("tryAgainButton"),
                                  kInstallTimeoutMs);
         QTest::mouseClick(must<QPushButton>(&app.window(), "tryAgainButton"), Qt::LeftButton);
@@ -91,7 +82,7 @@ private slots:
 
         std::filesystem::rename(sandbox.openclawHome() + "/set-aside",
                                 sandbox.openclawHome() + "/workspace-main");
-        clickInstall(app);
+        app.clickInstall();
         QTRY_COMPARE_WITH_TIMEOUT(uitest::name(app.installer().phase()), QStringLiteral("complete"),
                                   kInstallTimeoutMs);
         QCOMPARE(app.installer().steps()[4].detail,
@@ -122,7 +113,7 @@ private slots:
         });
         clock.start();
         ticker.start();
-        clickInstall(app);
+        app.clickInstall();
         QTRY_COMPARE_WITH_TIMEOUT(uitest::name(app.installer().phase()), QStringLiteral("complete"),
                                   kInstallTimeoutMs);
         ticker.stop();
@@ -136,7 +127,7 @@ private slots:
         test::writeFile(sandbox.fakeBin() + "/sleep-openclaw", "2\n");
         AppUnderTest first(sandbox.platform());
         QVERIFY(first.showAndActivate());
-        clickInstall(first);
+        first.clickInstall();
         QTRY_VERIFY_WITH_TIMEOUT(
             sandbox.calls().find("openclaw gateway restart") != std::string::npos,
             kInstallTimeoutMs);
@@ -144,7 +135,7 @@ private slots:
 
         AppUnderTest second(sandbox.platform());
         QVERIFY(second.showAndActivate());
-        clickInstall(second);
+        second.clickInstall();
         QTRY_VERIFY(qobject_cast<ErrorView*>(uitest::shownScreen(second.window())));
         QCOMPARE(must<QLabel>(&second.window(), "errorMessage")->text(),
                  QString::fromStdString("Another Pellix installer is already working on " +
