@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -26,6 +25,11 @@ std::string textOf(const JsonValue* value) {
 bool exists(const std::string& path) {
     struct stat info {};
     return ::lstat(path.c_str(), &info) == 0;
+}
+
+// A backup is there when its record says it was taken and the copy is still on disk.
+bool backupExists(const BackupRecord& record, const std::string& copy) {
+    return !record.takenAt.empty() && exists(copy);
 }
 
 // The backup's bytes in place of the file, when the file is still the one the installer wrote
@@ -94,32 +98,23 @@ PellixConfigState inspectPellixConfig(const std::string& configPath) {
     }
     if (!document) return state;
     state.readable = true;
-    if (const JsonValue* list = findAgentList(document->root())) {
-        const auto entry = std::find_if(list->Begin(), list->End(), isPellixEntry);
-        if (entry != list->End()) {
-            state.registered = true;
-            state.model = textOf(member(*entry, "model"));
-            const JsonValue* minutes = member(*entry, "heartbeatIntervalMinutes");
-            if (minutes != nullptr && minutes->IsNumber()) {
-                state.heartbeatMinutes = document->numberText(*minutes);
-            }
+    if (const JsonValue* entry = pellixEntryOf(document->root())) {
+        state.registered = true;
+        state.model = textOf(member(*entry, "model"));
+        const JsonValue* minutes = member(*entry, "heartbeatIntervalMinutes");
+        if (minutes != nullptr && minutes->IsNumber()) {
+            state.heartbeatMinutes = document->numberText(*minutes);
         }
     }
-    const JsonValue* mainAgent = mainAgentOf(document->root());
-    state.hasMainAgent = mainAgent != nullptr;
-    const JsonValue* subagents = mainAgent ? member(*mainAgent, "subagents") : nullptr;
-    const JsonValue* names = subagents ? member(*subagents, "allowAgents") : nullptr;
-    state.allowlisted = names != nullptr && names->IsArray() &&
-                        std::any_of(names->Begin(), names->End(), [](const JsonValue& name) {
-                            return holdsString(&name, "pellix");
-                        });
+    state.hasMainAgent = mainAgentOf(document->root()) != nullptr;
+    state.allowlisted = isAllowlisted(document->root());
     return state;
 }
 
 std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath) {
     const BackupRecord record = readBackupRecord(configPath);
     const std::string copy = backupPathsFor(configPath).copy;
-    if (record.takenAt.empty() || !exists(copy)) return std::nullopt;
+    if (!backupExists(record, copy)) return std::nullopt;
     return ConfigBackupInfo{copy, record.takenAt};
 }
 
@@ -149,11 +144,11 @@ ConfigRemoval removePellixFromConfig(const std::string& configPath) {
 }
 
 ConfigRestoreResult restoreConfigBackup(const std::string& configPath) {
-    const std::optional<ConfigBackupInfo> backup = findConfigBackup(configPath);
-    if (!backup) return {ConfigRestore::noBackup, "", ""};
     const BackupRecord record = readBackupRecord(configPath);
-    std::optional<std::string> bytes = readWholeFile(backup->path, kMaxConfigBytes);
-    if (!bytes) return {ConfigRestore::failed, "", "Cannot read the backup at " + backup->path};
+    const std::string copy = backupPathsFor(configPath).copy;
+    if (!backupExists(record, copy)) return {ConfigRestore::noBackup, "", ""};
+    std::optional<std::string> bytes = readWholeFile(copy, kMaxConfigBytes);
+    if (!bytes) return {ConfigRestore::failed, "", "Cannot read the backup at " + copy};
 
     ConfigRestoreResult result{ConfigRestore::restored, "", ""};
     ConfigVersion read;

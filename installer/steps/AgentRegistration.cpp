@@ -60,25 +60,26 @@ bool isPellixEntry(const JsonValue& entry) {
     return holdsString(member(entry, "name"), kPellix) || holdsString(member(entry, "id"), kPellix);
 }
 
+const JsonValue* pellixEntryOf(const JsonValue& document) {
+    const JsonValue* list = findAgentList(document);
+    if (list == nullptr) return nullptr;
+    const auto found = std::find_if(list->Begin(), list->End(), isPellixEntry);
+    return found == list->End() ? nullptr : &*found;
+}
+
 Registration registerAgent(ConfigDocument& document, const std::string& modelChoice,
                            const std::string& scanPreset) {
-    if (const JsonValue* list = findAgentList(document.root());
-        list != nullptr && std::any_of(list->Begin(), list->End(), isPellixEntry)) {
-        return Registration::alreadyRegistered;
-    }
+    if (pellixEntryOf(document.root()) != nullptr) return Registration::alreadyRegistered;
     JsonValue entry = pellixEntry(modelChoice, scanPreset, document.allocator());
     agentListForEditing(document).PushBack(entry.Move(), document.allocator());
     return Registration::added;
 }
 
 bool unregisterAgent(ConfigDocument& document) {
-    const JsonValue* found = findAgentList(document.root());
-    if (found == nullptr || std::none_of(found->Begin(), found->End(), isPellixEntry)) {
-        return false;
-    }
+    if (pellixEntryOf(document.root()) == nullptr) return false;
     // The list the entries are in, not agentListForEditing's: moving the list to another key
     // would be a change of its own.
-    JsonValue& list = *const_cast<JsonValue*>(found);
+    JsonValue& list = *const_cast<JsonValue*>(findAgentList(document.root()));
     list.Erase(std::remove_if(list.Begin(), list.End(), isPellixEntry), list.End());
     return true;
 }

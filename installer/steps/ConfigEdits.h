@@ -24,6 +24,15 @@ bool isPellixEntry(const JsonValue& entry);
 // there its "name", is "main"; null when there is none.
 const JsonValue* mainAgentOf(const JsonValue& document);
 
+// The first entry of the host's agent list named or identified "pellix"; null when there is none.
+const JsonValue* pellixEntryOf(const JsonValue& document);
+
+// The main agent's "subagents"."allowAgents" when it is an array, whatever it holds; else null.
+const JsonValue* mainAgentAllowAgents(const JsonValue& document);
+
+// Whether "pellix" is in the main agent's allowAgents.
+bool isAllowlisted(const JsonValue& document);
+
 // Appends the Pellix entry to the host's agent list unless an entry named or identified "pellix"
 // is there already, in which case `document` is left as it was.
 Registration registerAgent(ConfigDocument& document, const std::string& modelChoice,

@@ -1,6 +1,5 @@
 #include "ConfigFile.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -108,14 +107,7 @@ ReplaceResult replaceConfig(const std::string& path, const std::string& bytes,
 }
 
 bool mentionsPellix(const ConfigDocument& document) {
-    const JsonValue* list = findAgentList(document.root());
-    if (list != nullptr && std::any_of(list->Begin(), list->End(), isPellixEntry)) return true;
-    const JsonValue* mainAgent = mainAgentOf(document.root());
-    const JsonValue* subagents = mainAgent ? member(*mainAgent, "subagents") : nullptr;
-    const JsonValue* names = subagents ? member(*subagents, "allowAgents") : nullptr;
-    return names != nullptr && names->IsArray() &&
-           std::any_of(names->Begin(), names->End(),
-                       [](const JsonValue& name) { return holdsString(&name, "pellix"); });
+    return pellixEntryOf(document.root()) != nullptr || isAllowlisted(document.root());
 }
 
 }  // namespace pellix

@@ -51,6 +51,18 @@ const JsonValue* mainAgentOf(const JsonValue& document) {
     return found == list->End() ? nullptr : &*found;
 }
 
+const JsonValue* mainAgentAllowAgents(const JsonValue& document) {
+    const JsonValue* mainAgent = mainAgentOf(document);
+    const JsonValue* subagents = mainAgent ? member(*mainAgent, "subagents") : nullptr;
+    const JsonValue* names = subagents ? member(*subagents, "allowAgents") : nullptr;
+    return names != nullptr && names->IsArray() ? names : nullptr;
+}
+
+bool isAllowlisted(const JsonValue& document) {
+    const JsonValue* names = mainAgentAllowAgents(document);
+    return names != nullptr && std::any_of(names->Begin(), names->End(), isPellixName);
+}
+
 bool allowPellix(ConfigDocument& document) {
     const JsonValue* list = findAgentList(document.root());
     const JsonValue* found = mainAgentOf(document.root());
@@ -77,13 +89,8 @@ bool allowPellix(ConfigDocument& document) {
 }
 
 bool disallowPellix(ConfigDocument& document) {
-    JsonValue* mainAgent = const_cast<JsonValue*>(mainAgentOf(document.root()));
-    JsonValue* subagents = mainAgent ? member(*mainAgent, "subagents") : nullptr;
-    JsonValue* names = subagents ? member(*subagents, "allowAgents") : nullptr;
-    if (names == nullptr || !names->IsArray() ||
-        std::none_of(names->Begin(), names->End(), isPellixName)) {
-        return false;
-    }
+    if (!isAllowlisted(document.root())) return false;
+    JsonValue* names = const_cast<JsonValue*>(mainAgentAllowAgents(document.root()));
     names->Erase(std::remove_if(names->Begin(), names->End(), isPellixName), names->End());
     return true;
 }
