@@ -43,6 +43,9 @@ constexpr std::string_view kStepLabels[] = {
     "Verifying installation",
 };
 
+// How beginStep ends a run whose stop was asked for; caught by runGuarded only.
+struct InstallStopped {};
+
 bool somethingExistsAt(const std::string& path) {
     std::error_code error;
     return fs::exists(fs::symlink_status(fs::path(path), error));
@@ -93,8 +96,11 @@ Task<void> InstallerViewModel::runGuarded() {
     // Workers report failures as results; this catches what none of them expected (memory
     // running out, say) so that a run never stays on the installing screen.
     std::string unexpected;
+    bool stopped = false;
     try {
         co_await runInstall();
+    } catch (const InstallStopped&) {
+        stopped = true;
     } catch (const std::exception& error) {
         unexpected = error.what();
     } catch (...) {
@@ -102,33 +108,31 @@ Task<void> InstallerViewModel::runGuarded() {
     }
     running_ = false;
     stopRequested_ = false;
-    if (!unexpected.empty()) {
+    if (stopped) {
+        setErrorMessage("The installation was stopped before it finished.");
+        setPhase(InstallerPhase::error);
+    } else if (!unexpected.empty()) {
         setErrorMessage("Installation stopped unexpectedly: " + unexpected);
         setPhase(InstallerPhase::error);
     }
 }
 
 Task<void> InstallerViewModel::runInstall() {
-    if (!checkOpenClaw() || stopsHere()) co_return;
+    if (!checkOpenClaw()) co_return;
     const std::optional<std::string> workspacePath = detectWorkspace();
-    if (!workspacePath || stopsHere()) co_return;
+    if (!workspacePath) co_return;
     const std::string pellixDir = *workspacePath + "/agents/pellix-unified";
-    if (!co_await installAgentFiles(pellixDir) || stopsHere()) co_return;
+    if (!co_await installAgentFiles(pellixDir)) co_return;
     createSessionStore();
-    if (stopsHere() || !registerAgentStep() || stopsHere()) co_return;
+    if (!registerAgentStep()) co_return;
     beginStep(allowlist);
     finishStep(allowlist, addToAllowlist(configFile()));
-    if (stopsHere()) co_return;
     createOpsDirectories(pellixDir);
-    if (stopsHere()) co_return;
     beginStep(alwaysOnService);
     finishStep(alwaysOnService, co_await installLaunchdService(pellixDir));
-    if (stopsHere()) co_return;
     beginStep(scheduledScanners);
     finishStep(scheduledScanners, co_await installScheduledScanners(pellixDir));
-    if (stopsHere()) co_return;
     co_await restartGateway();
-    if (stopsHere()) co_return;
     beginStep(verification);
     finishStep(verification, co_await verifyInstall(pellixDir));
     setProgress(1.0);
@@ -136,6 +140,9 @@ Task<void> InstallerViewModel::runInstall() {
 }
 
 void InstallerViewModel::beginStep(int row) {
+    // Every row starts here, so a stop asked for meanwhile ends the run between two rows, never
+    // inside one; runGuarded turns it into the error phase.
+    if (stopRequested_) throw InstallStopped{};
     updateStep(row, StepStatus::running);
 }
 
@@ -147,13 +154,6 @@ void InstallerViewModel::stopWithError(int row, const std::string& detail, std::
     updateStep(row, StepStatus::failed, detail);
     setErrorMessage(std::move(message));
     setPhase(InstallerPhase::error);
-}
-
-bool InstallerViewModel::stopsHere() {
-    if (!stopRequested_) return false;
-    setErrorMessage("The installation was stopped before it finished.");
-    setPhase(InstallerPhase::error);
-    return true;
 }
 
 bool InstallerViewModel::checkOpenClaw() {

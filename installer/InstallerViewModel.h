@@ -121,7 +121,6 @@ private:
     void beginStep(int row);
     void finishStep(int row, const StepResult& result);
     void stopWithError(int row, const std::string& detail, std::string message);
-    bool stopsHere();
 
     Platform platform_;
     InstallerPhase phase_ = InstallerPhase::welcome;
