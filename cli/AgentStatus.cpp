@@ -107,7 +107,7 @@ ConfigValidation judgeValidation(const ShellResult& result) {
 std::optional<std::string> installedPellixDir(const InstallerViewModel& model) {
     const auto workspace = model.workspace();
     if (!workspace) return std::nullopt;
-    const std::string path = *workspace + "/agents/pellix-unified";
+    const std::string path = InstallerViewModel::pellixDirIn(*workspace);
     if (!somethingAt(path)) return std::nullopt;
     return path;
 }
@@ -118,16 +118,14 @@ AgentStatus gatherAgentStatus(InstallerViewModel& model, bool askTheHost) {
     status.configFile = model.configFile();
     status.pellixDir = installedPellixDir(model);
     if (status.pellixDir) {
-        for (std::string_view relative : kRequiredAgentFiles) {
-            const std::string path = *status.pellixDir + "/" + std::string(relative);
-            std::error_code error;
-            if (!fs::exists(fs::path(path), error)) status.missingFiles.emplace_back(relative);
+        for (std::string_view relative : missingAgentFiles(*status.pellixDir)) {
+            status.missingFiles.emplace_back(relative);
         }
     }
     status.config = inspectPellixConfig(status.configFile);
     status.serviceManager = model.serviceManagerName().runToCompletion();
     status.jobs = model.describeJobs().runToCompletion();
-    status.sessionStore = status.openclawHome + "/agents/pellix/sessions";
+    status.sessionStore = model.sessionsDirectory();
     std::error_code error;
     status.sessionStorePresent = fs::is_directory(fs::path(status.sessionStore), error);
     status.backup = findConfigBackup(status.configFile);

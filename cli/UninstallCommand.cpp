@@ -80,8 +80,7 @@ std::vector<PartResult> removeAgentTrees(const InstallerViewModel& model) {
     return results;
 }
 
-PartResult handleSessionStore(const std::string& openclawHome, bool purge) {
-    const std::string store = openclawHome + "/agents/pellix/sessions";
+PartResult handleSessionStore(const std::string& store, bool purge) {
     std::error_code error;
     if (!purge) {
         const bool present = fs::exists(fs::symlink_status(fs::path(store), error));
@@ -92,7 +91,7 @@ PartResult handleSessionStore(const std::string& openclawHome, bool purge) {
     if (error) return {store, StepStatus::failed, "could not be deleted: " + error.message()};
     std::error_code ignored;
     // The agent's folder goes too, but only when the store was all it held.
-    fs::remove(fs::path(openclawHome + "/agents/pellix"), ignored);
+    fs::remove(fs::path(store).parent_path(), ignored);
     return {store, StepStatus::success, "deleted"};
 }
 
@@ -106,17 +105,13 @@ Uninstall uninstall(InstallerViewModel& model, bool purge) {
                                    removal.removed ? "stopped and removed" : removal.detail});
         }
         result.agentFiles = removeAgentTrees(model);
-        // A home without openclaw.json has no entry to take out; that is not an unreadable file.
-        std::error_code error;
-        const bool configThere =
-            fs::exists(fs::symlink_status(fs::path(model.configFile()), error));
-        result.config = configThere ? removePellixFromConfig(model.configFile())
-                                    : ConfigRemoval::nothingToRemove;
+        // A home without openclaw.json has no entry to take out: nothingToRemove, not unreadable.
+        result.config = removePellixFromConfig(model.configFile());
     }
-    result.sessionStore = handleSessionStore(model.openclawHome(), purge);
+    result.sessionStore = handleSessionStore(model.sessionsDirectory(), purge);
     // Only a changed host needs its gateway to pick up the change.
     if (result.wasInstalled) {
-        result.gatewayRestart = model.runHostCommand("openclaw gateway restart").runToCompletion();
+        result.gatewayRestart = model.restartOpenClawGateway().runToCompletion();
     }
     return result;
 }

@@ -7,7 +7,6 @@
 
 #include "HomeLock.h"
 #include "InstallerViewModel.h"
-#include "steps/ServiceManager.h"
 
 namespace fs = std::filesystem;
 
@@ -121,7 +120,7 @@ Task<void> InstallerViewModel::runInstall() {
     if (!checkOpenClaw()) co_return;
     const std::optional<std::string> workspacePath = detectWorkspace();
     if (!workspacePath) co_return;
-    const std::string pellixDir = *workspacePath + "/agents/pellix-unified";
+    const std::string pellixDir = pellixDirIn(*workspacePath);
     if (!co_await installAgentFiles(pellixDir)) co_return;
     createSessionStore();
     if (!registerAgentStep()) co_return;
@@ -210,7 +209,7 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
 
 void InstallerViewModel::createSessionStore() {
     beginStep(sessionStore);
-    const std::string sessions = openclawHome() + "/agents/pellix/sessions";
+    const std::string sessions = sessionsDirectory();
     std::error_code error;
     fs::create_directories(fs::path(sessions), error);
     if (error) {
@@ -245,8 +244,7 @@ void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
 
 Task<void> InstallerViewModel::restartGateway() {
     beginStep(gatewayRestart);
-    const ShellResult restart =
-        co_await runCommand("openclaw gateway restart", CommandKind::gatewayRestart);
+    const ShellResult restart = co_await restartOpenClawGateway();
     if (restart.status == 0) {
         finishStep(gatewayRestart, {StepStatus::success, "Gateway restarted"});
     } else {

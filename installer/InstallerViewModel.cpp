@@ -85,6 +85,14 @@ std::string InstallerViewModel::configFile() const {
     return openclawHome() + "/openclaw.json";
 }
 
+std::string InstallerViewModel::pellixDirIn(const std::string& workspace) {
+    return workspace + "/agents/pellix-unified";
+}
+
+std::string InstallerViewModel::sessionsDirectory() const {
+    return openclawHome() + "/agents/pellix/sessions";
+}
+
 std::optional<std::string> InstallerViewModel::workspace() const {
     const std::string home = openclawHome();
     std::error_code error;
@@ -101,7 +109,7 @@ std::optional<std::string> InstallerViewModel::workspace() const {
     }
     for (const std::string& path : candidates) {
         std::error_code statError;
-        if (fs::exists(fs::path(path + "/agents/pellix-unified"), statError)) return path;
+        if (fs::exists(fs::path(pellixDirIn(path)), statError)) return path;
     }
     if (candidates.empty()) return std::nullopt;
     return candidates.front();

@@ -53,6 +53,9 @@ public:
     bool openclawExists() const;
     std::optional<std::string> workspace() const;
     std::string configFile() const;
+    // Where the agent's tree goes in a workspace, and its session store in the OpenClaw home.
+    static std::string pellixDirIn(const std::string& workspace);
+    std::string sessionsDirectory() const;
 
     // Shows the checklist and starts the install; returns once the run is under way (with the
     // inline executor, once it has ended). A run holds the OpenClaw home's lock from start to
@@ -80,6 +83,8 @@ public:
     Task<ShellResult> runHostCommand(std::string command) {
         return shellCommand(std::move(command));
     }
+    // `openclaw gateway restart`, with the longer time limit a gateway restart gets.
+    Task<ShellResult> restartOpenClawGateway();
 
 protected:
     // The pipeline and its workers. Protected rather than private so tests can drive each alone;

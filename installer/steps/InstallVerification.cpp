@@ -12,21 +12,8 @@
 
 namespace pellix {
 
-namespace {
-
-// Like the platform's existence test: links are followed, and a directory counts too.
-bool existsAt(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::path(path), error);
-}
-
-}  // namespace
-
 Task<StepResult> InstallerViewModel::verifyInstall(std::string pellixDir) {
-    int missing = 0;
-    for (std::string_view relative : kRequiredAgentFiles) {
-        if (!existsAt(pellixDir + "/" + std::string(relative))) ++missing;
-    }
+    const auto missing = missingAgentFiles(pellixDir).size();
     // Asked even when files are missing.
     ServiceManager* manager = co_await serviceManager();
     const bool serviceRunning = co_await manager->isServiceRunning();

@@ -103,6 +103,10 @@ Task<ShellResult> InstallerViewModel::runCommand(std::string command, CommandKin
     co_return outcome.result;
 }
 
+Task<ShellResult> InstallerViewModel::restartOpenClawGateway() {
+    co_return co_await runCommand("openclaw gateway restart", CommandKind::gatewayRestart);
+}
+
 Task<std::string> InstallerViewModel::findPython3() {
     // Only emptiness is judged: zsh's `which` prints its "not found" line on standard output,
     // and that line is taken as it is.

@@ -113,6 +113,19 @@ TEST_F(CommandsInProcess, AMainAgentWithoutPellixInItsAllowlistIsAProblem) {
         << text;
 }
 
+TEST_F(CommandsInProcess, UninstallGivesTheGatewayRestartItsOwnLongerTimeLimit) {
+    install();
+    test::writeFile(sandbox.fakeBin() + "/sleep-openclaw", "1\n");
+    Platform platform = sandbox.platform();
+    platform.commandTimeLimit = std::chrono::milliseconds(300);
+    platform.gatewayRestartTimeLimit = std::chrono::milliseconds(20000);
+    out.str("");
+    ASSERT_EQ(runCommandLine({"uninstall", "--json"}, platform, {out, err, false}), 0) << err.str();
+    const json result = json::parse(out.str());
+    EXPECT_EQ(result["gatewayRestart"]["status"], 0) << result["gatewayRestart"];
+    EXPECT_EQ(result["gatewayRestart"]["output"], "Gateway restarted.\n");
+}
+
 TEST_F(CommandsInProcess, StatusNamesAnUnreadableConfig) {
     install();
     test::writeFile(sandbox.configFile(), "not json");
