@@ -15,7 +15,6 @@ namespace pellix {
 class JsonOutput {
 public:
     JsonOutput();
-    rapidjson::PrettyWriter<rapidjson::StringBuffer>& writer() { return writer_; }
 
     JsonOutput& key(std::string_view name);
     JsonOutput& text(std::string_view value);
@@ -38,8 +37,5 @@ private:
     rapidjson::StringBuffer buffer_;
     rapidjson::PrettyWriter<rapidjson::StringBuffer> writer_;
 };
-
-// `text` with every byte that is not part of valid UTF-8 replaced by U+FFFD.
-std::string validUtf8(std::string_view text);
 
 }  // namespace pellix

@@ -27,25 +27,43 @@ std::optional<Utf8Rule> ruleFor(unsigned char lead) {
 
 }  // namespace
 
+std::size_t validSequenceLength(std::string_view text, std::size_t at) {
+    const auto lead = static_cast<unsigned char>(text[at]);
+    if (lead < 0x80) return 1;
+    const std::optional<Utf8Rule> rule = ruleFor(lead);
+    if (!rule || text.size() - at < rule->length) return 0;
+    const auto second = static_cast<unsigned char>(text[at + 1]);
+    if (second < rule->secondLow || second > rule->secondHigh) return 0;
+    for (std::size_t i = 2; i < rule->length; ++i) {
+        const auto next = static_cast<unsigned char>(text[at + i]);
+        if (next < 0x80 || next > 0xBF) return 0;
+    }
+    return rule->length;
+}
+
 bool isValidUtf8(std::string_view bytes) {
-    std::size_t at = 0;
-    while (at < bytes.size()) {
-        const auto lead = static_cast<unsigned char>(bytes[at]);
-        if (lead < 0x80) {
-            ++at;
-            continue;
-        }
-        const std::optional<Utf8Rule> rule = ruleFor(lead);
-        if (!rule || bytes.size() - at < rule->length) return false;
-        const auto second = static_cast<unsigned char>(bytes[at + 1]);
-        if (second < rule->secondLow || second > rule->secondHigh) return false;
-        for (std::size_t i = 2; i < rule->length; ++i) {
-            const auto next = static_cast<unsigned char>(bytes[at + i]);
-            if (next < 0x80 || next > 0xBF) return false;
-        }
-        at += rule->length;
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t length = validSequenceLength(bytes, at);
+        if (length == 0) return false;
+        at += length;
     }
     return true;
+}
+
+std::string toValidUtf8(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = validSequenceLength(text, at);
+        if (length == 0) {
+            result += "\xEF\xBF\xBD";
+            ++at;
+        } else {
+            result.append(text.substr(at, length));
+            at += length;
+        }
+    }
+    return result;
 }
 
 }  // namespace pellix

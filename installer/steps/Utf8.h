@@ -1,11 +1,20 @@
 #pragma once
-// Strict UTF-8 validation for what child processes print. A pure function, safe on any thread.
+// Strict UTF-8 for what child processes print and what the command line writes: no overlong
+// forms, no surrogates, nothing above U+10FFFF. Pure functions, safe on any thread.
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace pellix {
 
-// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+// Length of the valid sequence that starts at `at` (which must be inside `text`), or 0 when the
+// bytes there are not one.
+std::size_t validSequenceLength(std::string_view text, std::size_t at);
+
 bool isValidUtf8(std::string_view bytes);
+
+// `text` with every byte that is not part of a valid sequence replaced by U+FFFD.
+std::string toValidUtf8(std::string_view text);
 
 }  // namespace pellix

@@ -9,6 +9,7 @@
 #include "Cli.h"
 #include "CommandLine.h"
 #include "JsonOutput.h"
+#include "steps/Utf8.h"
 
 namespace pellix {
 namespace {
@@ -174,15 +175,15 @@ TEST(JsonOutput, KeysInWrittenOrderTwoSpaceIndentAndFinalLineFeed) {
               "  \"d\": 1.0,\n  \"e\": []\n}\n");
 }
 
-TEST(JsonOutput, InvalidUtf8BecomesTheReplacementCharacter) {
-    EXPECT_EQ(validUtf8("a\xff"
-                        "b"),
+TEST(Utf8, InvalidBytesBecomeTheReplacementCharacter) {
+    EXPECT_EQ(toValidUtf8("a\xff"
+                          "b"),
               "a\xEF\xBF\xBD"
               "b");
-    EXPECT_EQ(validUtf8("🧠 — ok"), "🧠 — ok");
-    EXPECT_EQ(validUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");
-    EXPECT_EQ(validUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
-    EXPECT_EQ(validUtf8("end\xE2\x82"), "end\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(toValidUtf8("🧠 — ok"), "🧠 — ok");
+    EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(toValidUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(toValidUtf8("end\xE2\x82"), "end\xEF\xBF\xBD\xEF\xBF\xBD");
     JsonOutput json;
     json.text("\xff");
     EXPECT_EQ(json.str(), "\"\xEF\xBF\xBD\"\n");
