@@ -15,6 +15,7 @@
 #include "ErrorView.h"
 #include "InstallingView.h"
 #include "ModelObserver.h"
+#include "PushButton.h"
 #include "Theme.h"
 #include "WelcomeView.h"
 
@@ -145,11 +146,10 @@ void ContentView::stopAndQuit() {
 void ContentView::keyPressEvent(QKeyEvent* event) {
     // Keys no control took: Return presses the screen's main button, Escape its other way out.
     QAbstractButton* target = nullptr;
-    // The keypad's Enter arrives with the keypad modifier; it is the same key to the user.
-    if (screen_ != nullptr && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
-        const int key = event->key();
-        if (key == Qt::Key_Return || key == Qt::Key_Enter) target = screen_->defaultButton();
-        if (key == Qt::Key_Escape) target = screen_->escapeButton();
+    if (screen_ != nullptr && isReturnKey(event)) target = screen_->defaultButton();
+    if (screen_ != nullptr && event->key() == Qt::Key_Escape &&
+        event->modifiers() == Qt::NoModifier) {
+        target = screen_->escapeButton();
     }
     if (target != nullptr && target->isEnabled()) {
         target->click();

@@ -86,9 +86,13 @@ void PushButton::paintEvent(QPaintEvent*) {
                           QPalette::ButtonText);
 }
 
+bool isReturnKey(const QKeyEvent* event) {
+    const bool returnKey = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    return returnKey && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+}
+
 void PushButton::keyPressEvent(QKeyEvent* event) {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (isReturn && event->modifiers() == Qt::NoModifier) {
+    if (isReturnKey(event)) {
         if (isEnabled()) click();
         event->accept();
         return;

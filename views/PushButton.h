@@ -4,6 +4,7 @@
 // their rules for every control. UI thread only.
 
 #include <QColor>
+#include <QKeyEvent>
 #include <QPainterPath>
 #include <QPushButton>
 #include <QSize>
@@ -29,6 +30,10 @@ struct ButtonFace {
 // The outline a rounded box of `cornerRadius` is filled within and a border of width `border` is
 // stroked along: the middle of the border.
 QPainterPath roundedOutline(const QRectF& box, qreal border, qreal cornerRadius);
+
+// Return, or the keypad's Enter (which arrives with the keypad modifier: the same key to the
+// user), with no other modifier held.
+bool isReturnKey(const QKeyEvent* event);
 
 // Also presses on Return and Enter as well as Space, as keyboard users expect of every button on a
 // screen without a default button. Its focus ring shows unless a click gave it focus, as on

@@ -16,7 +16,8 @@ public:
     // Sets every widget of the screen from the current state; cheap, so it runs on every change.
     virtual void refresh() = 0;
 
-    // The button Return presses wherever focus is on the screen; null when there is none now.
+    // The button Return presses unless focus is on another button (which Return then presses);
+    // null when there is none now.
     virtual QAbstractButton* defaultButton() const { return nullptr; }
     // The other way out, pressed by Escape; null where the screen offers none.
     virtual QAbstractButton* escapeButton() const { return nullptr; }

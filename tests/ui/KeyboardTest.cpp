@@ -144,6 +144,18 @@ private slots:
                  }),
                  0);
     }
+
+    void keypadEnterOnTryAgainPressesTryAgainNotQuit() {
+        Sandbox sandbox;
+        AppUnderTest app(parked(sandbox), false);
+        app.installer().setPhase(InstallerPhase::error);
+        QVERIFY(app.showAndActivate());
+        QTRY_COMPARE(focusName(), QStringLiteral("quitButton"));
+        must<QPushButton>(&app.window(), "tryAgainButton")->setFocus(Qt::TabFocusReason);
+        QTRY_COMPARE(focusName(), QStringLiteral("tryAgainButton"));
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Enter, Qt::KeypadModifier);
+        QTRY_COMPARE(uitest::name(app.installer().phase()), QStringLiteral("welcome"));
+    }
 };
 
 }  // namespace pellix
