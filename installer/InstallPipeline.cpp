@@ -90,7 +90,6 @@ Task<void> InstallerViewModel::runGuarded() {
         setPhase(InstallerPhase::error);
         co_return;
     }
-    running_ = true;
     stopRequested_ = false;
     // Workers report failures as results; this catches what none of them expected (memory
     // running out, say) so that a run never stays on the installing screen.
@@ -105,7 +104,6 @@ Task<void> InstallerViewModel::runGuarded() {
     } catch (...) {
         unexpected = "unknown error";
     }
-    running_ = false;
     stopRequested_ = false;
     if (stopped) {
         setErrorMessage("The installation was stopped before it finished.");

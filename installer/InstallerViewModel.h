@@ -62,10 +62,10 @@ public:
     // end: when another installer holds it, the run changes nothing and ends in the error phase.
     void startInstall();
     // Whether a run started by startInstall has not ended yet.
-    bool installRunning() const { return running_; }
+    bool installRunning() const { return phase_ == InstallerPhase::installing; }
     // Asks the run under way to stop before its next row; the row in progress is finished first,
     // so a running command is never abandoned. The run then ends in the error phase.
-    void requestStop() { stopRequested_ = running_; }
+    void requestStop() { stopRequested_ = installRunning(); }
     bool stopRequested() const { return stopRequested_; }
 
     const Platform& platform() const { return platform_; }
@@ -134,7 +134,6 @@ private:
     std::string errorMessage_;
     std::string scanPreset_ = "standard";
     std::string modelChoice_ = "sonnet";
-    bool running_ = false;
     bool stopRequested_ = false;
 
     std::shared_ptr<ServiceManager> serviceManager_;
