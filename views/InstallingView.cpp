@@ -59,6 +59,7 @@ InstallingView::InstallingView(InstallerViewModel& installer, QWidget* parent)
     progressBar_->setTextVisible(false);
     progressBar_->setFixedHeight(6);
     progressBar_->setStyleSheet(barStyle());
+    progressBar_->setAccessibleName(tr("Progress"));
     auto* barBox = new QWidget(this);
     auto* barLayout = new QVBoxLayout(barBox);
     barLayout->setContentsMargins(40, 0, 40, 0);
@@ -111,6 +112,9 @@ QWidget* InstallingView::buildStepList() {
     column_->setSpacing(8);
     column_->addStretch(1);
     stepList_->setWidget(content);
+    // Fixed names, set once: the scroll area is where focus lands, the column is the list itself.
+    stepList_->setAccessibleName(tr("Installation steps"));
+    content->setAccessibleName(tr("Installation steps"));
     // Scrolling by hand pauses the following until the running row is back in sight, so the list
     // never jumps away from what the user is reading.
     connect(stepList_->verticalScrollBar(), &QScrollBar::valueChanged, this, [this] {
@@ -125,9 +129,6 @@ void InstallingView::refresh() {
     const int value = int(std::lround(installer_.progress() * kProgressRange));
     progressBar_->setValue(std::clamp(value, 0, kProgressRange));
     setAccessibleNameOnce(this, heading_->text());
-    setAccessibleNameOnce(progressBar_, tr("Progress"));
-    setAccessibleNameOnce(stepList_, tr("Installation steps"));
-    setAccessibleNameOnce(column_->parentWidget(), tr("Installation steps"));
     refreshRows();
 }
 

@@ -1,5 +1,7 @@
 #include "StatusGlyph.h"
 
+#include "Accessibility.h"
+
 #include <QPainter>
 #include <QPainterPathStroker>
 #include <cmath>
@@ -96,6 +98,8 @@ QPainterPath statusGlyphPath(std::string_view symbol, qreal side) {
 StatusGlyph::StatusGlyph(int pixelSize, QWidget* parent)
     : QWidget(parent), pixelSize_(pixelSize), symbol_(QStringLiteral("circle")) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    // Always beside a text that says the same: the status line's, or a checklist row's name.
+    hideFromAssistiveTechnology(this);
 }
 
 void StatusGlyph::setSymbol(std::string_view symbol, const QColor& color) {

@@ -102,8 +102,6 @@ QWidget* WelcomeView::buildStatusLine() {
     row->setSpacing(6);
     statusIcon_ = new StatusGlyph(12, line);
     statusIcon_->setObjectName(QStringLiteral("openclawStatusIcon"));
-    // The text beside it says the same.
-    hideFromAssistiveTechnology(statusIcon_);
     statusText_ = makeLabel(QStringLiteral("openclawStatusText"), theme::systemFont(12),
                             theme::color(NamedColor::secondary), line);
     row->addStretch(1);
