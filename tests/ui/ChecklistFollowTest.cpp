@@ -59,6 +59,10 @@ private slots:
             installer().updateStep(i, StepStatus::running);
             StepRow* row = view()->rows()[std::size_t(i)];
             QTRY_VERIFY2(insideViewport(list, row), qPrintable(QStringLiteral("row %1").arg(i)));
+            if (i == 10) {
+                uitest::saveScreenshot(&app_->window(),
+                                       QStringLiteral("checklist-follows-last-row"));
+            }
             const QRect place = placeInViewport(list, row);
             // Either it was already in view, or it now sits one row gap above the bottom edge.
             const int value = list->verticalScrollBar()->value();
@@ -68,7 +72,6 @@ private slots:
                                    "/a/long/home/path/" + std::to_string(i) + "/agents/pellix");
             QTRY_VERIFY(row->detail()->isVisible());
         }
-        uitest::saveScreenshot(&app_->window(), QStringLiteral("checklist-follows-last-row"));
         QVERIFY(list->verticalScrollBar()->value() > 0);
     }
 
