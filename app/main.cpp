@@ -36,5 +36,5 @@ int main(int argc, char** argv) {
 #endif
     }
     const bool colour = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
-    return pellix::runCommand(options, pellix::Platform{}, {std::cout, std::cerr, colour});
+    return pellix::executeCommand(options, pellix::Platform{}, {std::cout, std::cerr, colour});
 }

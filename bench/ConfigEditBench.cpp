@@ -54,9 +54,10 @@ Run measure(std::vector<std::string> arguments, const std::string& output) {
 
 // The child's side: both edits, as the install runs them.
 int editInPlace(const std::string& config) {
-    pellix::test::TestViewModel model(pellix::test::testPlatform("/nonexistent"));
-    const pellix::StepResult registered = model.registerPellixAgent(config);
-    const pellix::StepResult allowed = model.addToAllowlist(config);
+    pellix::test::WorkerSetup setup(pellix::test::testPlatform("/nonexistent"));
+    const pellix::StepResult registered =
+        pellix::steps::registerPellixAgent(setup.context(), config);
+    const pellix::StepResult allowed = pellix::steps::addToAllowlist(setup.context(), config);
     std::printf("%s\n%s\n", registered.detail.c_str(), allowed.detail.c_str());
     return registered.status == pellix::StepStatus::success &&
                    allowed.detail == "Added to main agent's spawn allowlist"

@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
+#include "files/HomeLock.h"
 
 #ifndef PELLIX_VERSION
 #define PELLIX_VERSION "0.0.0"
@@ -16,10 +17,10 @@ int runCommandLine(const std::vector<std::string>& arguments, Platform platform,
         console.err << usageErrorText(*error);
         return toInt(ExitCode::usage);
     }
-    return runCommand(std::get<CommandOptions>(parsed), std::move(platform), console);
+    return executeCommand(std::get<CommandOptions>(parsed), std::move(platform), console);
 }
 
-int runCommand(const CommandOptions& options, Platform platform, const Console& console) {
+int executeCommand(const CommandOptions& options, Platform platform, const Console& console) {
     if (options.help || options.command == Command::help) {
         console.out << helpText(options.command);
         return toInt(ExitCode::done);
@@ -30,25 +31,23 @@ int runCommand(const CommandOptions& options, Platform platform, const Console& 
     }
     std::ostream& err = console.err;
     platform.notice = [&err](const std::string& line) { err << line << '\n' << std::flush; };
-    InstallerViewModel model(std::move(platform));
     switch (options.command) {
         case Command::install:
-            return runInstall(options, model, console);
+            return installCommand(options, std::move(platform), console);
         case Command::status:
-            return runStatus(options, model, console);
+            return statusCommand(options, std::move(platform), console);
         case Command::uninstall:
-            return runUninstall(options, model, console);
+            return uninstallCommand(options, std::move(platform), console);
         case Command::restoreConfig:
-            return runRestoreConfig(options, model, console);
+            return restoreConfigCommand(options, std::move(platform), console);
         default:
             console.err << usageErrorText({Command::help, "no command given"});
             return toInt(ExitCode::usage);
     }
 }
 
-bool lockHome(const std::string& openclawHome, std::optional<HomeLock>& lock,
-              const CommandOptions& options, const Console& console, std::string_view resultKey) {
-    if (HomeLock::tryAcquire(openclawHome, lock) != HomeLock::Outcome::busy) return true;
+int reportBusyHome(const std::string& openclawHome, const CommandOptions& options,
+                   const Console& console, std::string_view resultKey) {
     const std::string message = anotherInstallerRunningMessage(openclawHome);
     console.err << message << '\n';
     if (options.json) {
@@ -59,7 +58,7 @@ bool lockHome(const std::string& openclawHome, std::optional<HomeLock>& lock,
         json.endObject();
         console.out << json.str();
     }
-    return false;
+    return toInt(ExitCode::failed);
 }
 
 std::optional<std::string> noDisplayMessage(

@@ -24,7 +24,8 @@ struct Console {
 // and give ExitCode::usage; Command::window is one too here, since there is no window to open.
 int runCommandLine(const std::vector<std::string>& arguments, Platform platform,
                    const Console& console);
-int runCommand(const CommandOptions& options, Platform platform, const Console& console);
+// The same for arguments already parsed.
+int executeCommand(const CommandOptions& options, Platform platform, const Console& console);
 
 // The line to print instead of opening the window where no display can be opened, else nothing.
 // Only Linux and the other X11/Wayland systems can tell; macOS always has its window server.

@@ -8,9 +8,6 @@ namespace pellix {
 
 namespace {
 
-constexpr std::string_view kScanPresets[] = {"vigilant", "standard", "relaxed", "daily"};
-constexpr std::string_view kModels[] = {"haiku", "sonnet", "opus"};
-
 struct NamedCommand {
     std::string_view name;
     Command command;
@@ -20,24 +17,13 @@ constexpr NamedCommand kCommands[] = {{"install", Command::install},
                                       {"uninstall", Command::uninstall},
                                       {"restore-config", Command::restoreConfig}};
 
-template <std::size_t N>
-std::string joinChoices(const std::string_view (&choices)[N]) {
-    std::string text;
-    for (std::size_t i = 0; i < N; ++i) {
-        if (i > 0) text += (i + 1 == N) ? " or " : ", ";
-        text += choices[i];
-    }
-    return text;
-}
-
-template <std::size_t N>
+// A word of one of the choice tables; `isChoice` says which words, `words` names them all.
 std::optional<std::string> takeChoice(const std::string& option,
                                       const std::optional<std::string>& value,
-                                      const std::string_view (&choices)[N], std::string& target) {
-    if (!value) return option + " needs a value: " + joinChoices(choices);
-    if (std::find(std::begin(choices), std::end(choices), *value) == std::end(choices)) {
-        return option + " accepts " + joinChoices(choices) + " (got '" + *value + "')";
-    }
+                                      bool (*isChoice)(std::string_view), const std::string& words,
+                                      std::string& target) {
+    if (!value) return option + " needs a value: " + words;
+    if (!isChoice(*value)) return option + " accepts " + words + " (got '" + *value + "')";
     target = *value;
     return std::nullopt;
 }
@@ -67,9 +53,9 @@ std::optional<std::string> takeOption(const std::vector<std::string>& arguments,
     } else if (name == "--headless" && !inlineValue && installing) {
         // `install --headless` says the same thing twice; harmless.
     } else if (name == "--scan" && installing) {
-        return takeChoice(name, value(), kScanPresets, options.scanPreset);
+        return takeChoice(name, value(), isScanPreset, scanPresetWords(), options.scanPreset);
     } else if (name == "--model" && installing) {
-        return takeChoice(name, value(), kModels, options.modelChoice);
+        return takeChoice(name, value(), isModel, modelWords(), options.modelChoice);
     } else if (!arguments[i].starts_with("-")) {
         return "unexpected argument '" + arguments[i] + "'";
     } else {

@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "Choices.h"
+
 namespace pellix {
 
 // What a script can rely on, for every command.
@@ -23,8 +25,8 @@ struct CommandOptions {
     bool help = false;  // the command's own help was asked for
     bool json = false;
     bool purge = false;
-    std::string scanPreset = "standard";
-    std::string modelChoice = "sonnet";
+    std::string scanPreset{kDefaultScanPreset};
+    std::string modelChoice{kDefaultModel};
 };
 
 struct UsageError {

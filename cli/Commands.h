@@ -1,31 +1,28 @@
 #pragma once
-// The four commands, one file each, over one view model that the caller owns. Each prints on the
-// console (with --json: exactly one JSON object on standard output) and returns its exit status.
-// Main thread only.
+// The four commands, one file each, over the installer core: each makes the core's call, prints
+// its result on the console (with --json: exactly one JSON object on standard output) and
+// returns its exit status. Main thread only.
 
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "Cli.h"
 #include "CommandLine.h"
-#include "HomeLock.h"
 #include "InstallerTypes.h"
-#include "InstallerViewModel.h"
+#include "Platform.h"
 
 namespace pellix {
 
-int runInstall(const CommandOptions& options, InstallerViewModel& model, const Console& console);
-int runStatus(const CommandOptions& options, InstallerViewModel& model, const Console& console);
-int runUninstall(const CommandOptions& options, InstallerViewModel& model, const Console& console);
-int runRestoreConfig(const CommandOptions& options, InstallerViewModel& model,
-                     const Console& console);
+int installCommand(const CommandOptions& options, Platform platform, const Console& console);
+int statusCommand(const CommandOptions& options, Platform platform, const Console& console);
+int uninstallCommand(const CommandOptions& options, Platform platform, const Console& console);
+int restoreConfigCommand(const CommandOptions& options, Platform platform, const Console& console);
 
-// Takes the per-home lock into `lock`. When another installer holds it, says so on standard error
-// (with --json also as the one object on standard output: `{"<resultKey>": false, "error": ...}`)
-// and returns false: the command then changes nothing and exits 1.
-bool lockHome(const std::string& openclawHome, std::optional<HomeLock>& lock,
-              const CommandOptions& options, const Console& console, std::string_view resultKey);
+// What a command says when another installer works on the home: the reason on standard error
+// and, with --json, `{"<resultKey>": false, "error": ...}` as the one object on standard output.
+// The command then exits 1.
+int reportBusyHome(const std::string& openclawHome, const CommandOptions& options,
+                   const Console& console, std::string_view resultKey);
 
 // The mark before a result line: a check, an exclamation mark or a cross, coloured when asked.
 std::string statusMark(StepStatus status, bool colour);

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "Commands.h"
+#include "InstallerViewModel.h"
 #include "JsonOutput.h"
 
 namespace pellix {
@@ -69,7 +70,8 @@ void printClosing(std::ostream& out, const std::vector<InstallStep>& steps) {
 
 }  // namespace
 
-int runInstall(const CommandOptions& options, InstallerViewModel& model, const Console& console) {
+int installCommand(const CommandOptions& options, Platform platform, const Console& console) {
+    InstallerViewModel model(std::move(platform));
     model.setScanPreset(options.scanPreset);
     model.setModelChoice(options.modelChoice);
 

@@ -1,6 +1,6 @@
 #include "JsonOutput.h"
 
-#include "steps/Utf8.h"
+#include "process/Utf8.h"
 
 namespace pellix {
 

@@ -5,22 +5,11 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
-#include "OpenClawConfig.h"
+#include "lifecycle/RestoreConfig.h"
 
 namespace pellix {
 
 namespace {
-
-std::string_view toString(ConfigRestore outcome) {
-    switch (outcome) {
-        case ConfigRestore::restored:
-            return "restored";
-        case ConfigRestore::noBackup:
-            return "noBackup";
-        default:
-            return "failed";
-    }
-}
 
 std::string restoreJson(const std::string& configFile,
                         const std::optional<ConfigBackupInfo>& backup,
@@ -71,21 +60,22 @@ void reportOutcome(const Console& console, const std::string& configFile,
 
 }  // namespace
 
-int runRestoreConfig(const CommandOptions& options, InstallerViewModel& model,
-                     const Console& console) {
-    const std::string home = model.openclawHome();
-    std::optional<HomeLock> lock;
-    if (!lockHome(home, lock, options, console, "restored")) return toInt(ExitCode::failed);
-    const std::string configFile = model.configFile();
-    const auto backup = findConfigBackup(configFile);
-    const ConfigRestoreResult result = restoreConfigBackup(configFile);
+int restoreConfigCommand(const CommandOptions& options, Platform platform, const Console& console) {
+    const OpenClawLayout layout(platform);
+    Host host(std::move(platform));
+    const RestoreReport report = restoreOpenClawConfig(layout, host).runToCompletion();
+    if (report.homeBusy) {
+        return reportBusyHome(layout.openclawHome(), options, console, "restored");
+    }
+    const ConfigRestoreResult& result = report.result;
     if (options.json) {
-        console.out << restoreJson(configFile, backup, result);
+        console.out << restoreJson(report.configFile, report.backup, result);
         if (result.outcome != ConfigRestore::restored) {
-            reportOutcome({console.err, console.err, false}, configFile, backup, result);
+            reportOutcome({console.err, console.err, false}, report.configFile, report.backup,
+                          result);
         }
     } else {
-        reportOutcome(console, configFile, backup, result);
+        reportOutcome(console, report.configFile, report.backup, result);
     }
     return toInt(result.outcome == ConfigRestore::restored ? ExitCode::done : ExitCode::failed);
 }

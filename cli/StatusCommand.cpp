@@ -1,9 +1,9 @@
 // `status`: what of the agent is installed and what is wrong with it, for people and scripts.
 
-#include "AgentStatus.h"
 #include "Commands.h"
 #include "JsonOutput.h"
-#include "RequiredAgentFiles.h"
+#include "lifecycle/AgentStatus.h"
+#include "steps/RequiredAgentFiles.h"
 
 namespace pellix {
 
@@ -142,8 +142,10 @@ void printStatus(std::ostream& out, const AgentStatus& status, bool colour) {
 
 }  // namespace
 
-int runStatus(const CommandOptions& options, InstallerViewModel& model, const Console& console) {
-    const AgentStatus status = gatherAgentStatus(model);
+int statusCommand(const CommandOptions& options, Platform platform, const Console& console) {
+    const OpenClawLayout layout(platform);
+    Host host(std::move(platform));
+    const AgentStatus status = gatherAgentStatus(layout, host).runToCompletion();
     if (options.json) {
         console.out << statusJson(status);
     } else if (!status.installed()) {

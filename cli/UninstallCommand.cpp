@@ -1,120 +1,16 @@
-// `uninstall`: the install undone, part by part, each part reported; the session store stays
-// unless --purge. A home with nothing of the agent in it is left exactly as it is.
+// `uninstall`: the core's uninstall, each part's result printed; the session store stays unless
+// --purge.
 
-#include <filesystem>
 #include <optional>
 
-#include "AgentStatus.h"
 #include "Commands.h"
 #include "JsonOutput.h"
-
-namespace fs = std::filesystem;
+#include "lifecycle/AgentStatus.h"
+#include "lifecycle/Uninstall.h"
 
 namespace pellix {
 
 namespace {
-
-struct PartResult {
-    std::string name;  // what the line is about: a job label, a path, "openclaw.json"
-    StepStatus status = StepStatus::success;
-    std::string detail;
-};
-
-struct Uninstall {
-    bool wasInstalled = false;
-    std::vector<PartResult> jobs;
-    std::vector<PartResult> agentFiles;
-    std::optional<ConfigRemoval> config;
-    PartResult sessionStore;
-    std::optional<ShellResult> gatewayRestart;
-
-    std::vector<std::string> problems() const;
-};
-
-std::vector<std::string> Uninstall::problems() const {
-    std::vector<std::string> found;
-    const auto collect = [&found](const PartResult& part) {
-        if (part.status == StepStatus::failed) found.push_back(part.name + ": " + part.detail);
-    };
-    for (const PartResult& part : jobs) collect(part);
-    for (const PartResult& part : agentFiles) collect(part);
-    if (config == ConfigRemoval::unreadable) {
-        found.push_back("openclaw.json: cannot be read as JSON; left as it was");
-    } else if (config == ConfigRemoval::writeFailed) {
-        found.push_back("openclaw.json: could not be written; left as it was");
-    }
-    collect(sessionStore);
-    return found;
-}
-
-std::string_view toString(ConfigRemoval removal) {
-    switch (removal) {
-        case ConfigRemoval::removed:
-            return "removed";
-        case ConfigRemoval::restoredBackup:
-            return "restoredBackup";
-        case ConfigRemoval::nothingToRemove:
-            return "nothingToRemove";
-        case ConfigRemoval::unreadable:
-            return "unreadable";
-        default:
-            return "writeFailed";
-    }
-}
-
-std::vector<PartResult> removeAgentTrees(const InstallerViewModel& model) {
-    std::vector<PartResult> results;
-    // One tree per workspace at most; the bound only guards against a tree that will not go.
-    for (int round = 0; round < 64; ++round) {
-        const auto pellixDir = installedPellixDir(model);
-        if (!pellixDir) break;
-        std::error_code error;
-        // remove_all removes a symbolic link itself, never what it points to.
-        fs::remove_all(fs::path(*pellixDir), error);
-        if (error) {
-            results.push_back({*pellixDir, StepStatus::failed, error.message()});
-            break;
-        }
-        results.push_back({*pellixDir, StepStatus::success, "removed"});
-    }
-    return results;
-}
-
-PartResult handleSessionStore(const std::string& store, bool purge) {
-    std::error_code error;
-    if (!purge) {
-        const bool present = fs::exists(fs::symlink_status(fs::path(store), error));
-        return {store, StepStatus::success,
-                present ? "kept (--purge deletes it)" : "not there, nothing to keep"};
-    }
-    fs::remove_all(fs::path(store), error);
-    if (error) return {store, StepStatus::failed, "could not be deleted: " + error.message()};
-    std::error_code ignored;
-    // The agent's folder goes too, but only when the store was all it held.
-    fs::remove(fs::path(store).parent_path(), ignored);
-    return {store, StepStatus::success, "deleted"};
-}
-
-Uninstall uninstall(InstallerViewModel& model, bool purge) {
-    Uninstall result;
-    result.wasInstalled = gatherAgentStatus(model, false).installed();
-    if (result.wasInstalled) {
-        for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
-            result.jobs.push_back({removal.label,
-                                   removal.removed ? StepStatus::success : StepStatus::failed,
-                                   removal.removed ? "stopped and removed" : removal.detail});
-        }
-        result.agentFiles = removeAgentTrees(model);
-        // A home without openclaw.json has no entry to take out: nothingToRemove, not unreadable.
-        result.config = removePellixFromConfig(model.configFile());
-    }
-    result.sessionStore = handleSessionStore(model.sessionsDirectory(), purge);
-    // Only a changed host needs its gateway to pick up the change.
-    if (result.wasInstalled) {
-        result.gatewayRestart = model.restartOpenClawGateway().runToCompletion();
-    }
-    return result;
-}
 
 std::string configLine(ConfigRemoval removal) {
     switch (removal) {
@@ -135,7 +31,7 @@ void printLine(const Console& console, StepStatus status, const std::string& tex
     console.out << "  " << statusMark(status, console.colour) << ' ' << text << '\n';
 }
 
-void printUninstall(const Console& console, const Uninstall& result, bool purge) {
+void printUninstall(const Console& console, const UninstallReport& result, bool purge) {
     for (const PartResult& part : result.jobs) {
         printLine(console, part.status, part.name + ": " + part.detail);
     }
@@ -164,7 +60,7 @@ void printUninstall(const Console& console, const Uninstall& result, bool purge)
     }
 }
 
-std::string uninstallJson(const Uninstall& result, const std::string& configFile) {
+std::string uninstallJson(const UninstallReport& result, const std::string& configFile) {
     JsonOutput json;
     const auto parts = [&json](const char* key, const std::vector<PartResult>& list) {
         json.key(key).beginArray();
@@ -209,14 +105,16 @@ std::string uninstallJson(const Uninstall& result, const std::string& configFile
 
 }  // namespace
 
-int runUninstall(const CommandOptions& options, InstallerViewModel& model, const Console& console) {
-    const std::string home = model.openclawHome();
-    std::optional<HomeLock> lock;
-    if (!lockHome(home, lock, options, console, "uninstalled")) return toInt(ExitCode::failed);
-    const Uninstall result = uninstall(model, options.purge);
+int uninstallCommand(const CommandOptions& options, Platform platform, const Console& console) {
+    const OpenClawLayout layout(platform);
+    Host host(std::move(platform));
+    const std::string home = layout.openclawHome();
+    const UninstallReport result =
+        uninstallAgent(layout, host, {.purge = options.purge}).runToCompletion();
+    if (result.homeBusy) return reportBusyHome(home, options, console, "uninstalled");
     const auto problems = result.problems();
     if (options.json) {
-        console.out << uninstallJson(result, model.configFile());
+        console.out << uninstallJson(result, layout.configFile());
     } else if (!result.wasInstalled && !options.purge) {
         console.out << "Pellix is not installed in " << home << "; nothing to do.\n";
     } else {

@@ -34,18 +34,24 @@ constexpr const char* kProgramHelp =
     "  2  usage error, or no display for the window\n"
     "  3  status: not installed\n";
 
-constexpr const char* kInstallHelp =
-    "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--json]\n"
-    "\n"
-    "Runs the same install as the window, without a window or a display, and prints each\n"
-    "checklist row as its result arrives.\n"
-    "\n"
-    "  --scan PRESET    scan frequency: vigilant, standard, relaxed or daily (default standard)\n"
-    "  --model MODEL    AI model: haiku, sonnet or opus (default sonnet)\n"
-    "  --json           print only one JSON summary on standard output when done\n"
-    "  -h, --help       show this help and exit\n"
-    "\n"
-    "Exit status: 0 installed (warnings included), 1 installation failed, 2 usage error.\n";
+// The choices come from their tables, so the help never offers a word the parser refuses.
+std::string installHelp() {
+    return "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--json]\n"
+           "\n"
+           "Runs the same install as the window, without a window or a display, and prints each\n"
+           "checklist row as its result arrives.\n"
+           "\n"
+           "  --scan PRESET    scan frequency: " +
+           scanPresetWords() + " (default " + std::string(kDefaultScanPreset) +
+           ")\n"
+           "  --model MODEL    AI model: " +
+           modelWords() + " (default " + std::string(kDefaultModel) +
+           ")\n"
+           "  --json           print only one JSON summary on standard output when done\n"
+           "  -h, --help       show this help and exit\n"
+           "\n"
+           "Exit status: 0 installed (warnings included), 1 installation failed, 2 usage error.\n";
+}
 
 constexpr const char* kStatusHelp =
     "Usage: pellix-installer status [--json]\n"
@@ -97,7 +103,7 @@ constexpr const char* kRestoreConfigHelp =
 std::string helpText(Command command) {
     switch (command) {
         case Command::install:
-            return kInstallHelp;
+            return installHelp();
         case Command::status:
             return kStatusHelp;
         case Command::uninstall:

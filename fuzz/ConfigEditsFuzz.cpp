@@ -11,9 +11,9 @@
 #include <sstream>
 #include <string>
 
-#include "steps/ConfigDocument.h"
-#include "steps/ConfigEdits.h"
-#include "steps/ConfigFile.h"
+#include "config/ConfigDocument.h"
+#include "config/ConfigEdits.h"
+#include "config/ConfigTransaction.h"
 
 namespace pellix {
 namespace {
@@ -98,13 +98,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string printed = before->serialize().value();
     std::optional<ConfigDocument> edited = ConfigDocument::parse(printed);
     if (!edited || edited->serialize() != printed) fail("printing is not stable");
-    registerAgent(*edited, "sonnet", "standard");
+    registerAgent(*edited, Choices{});
     allowPellix(*edited);
     std::optional<ConfigDocument> reread = ConfigDocument::parse(edited->serialize().value());
     if (!reread) fail("the installer cannot read what it wrote");
     checkEditsKeepValues(*before, *reread);
     unregisterAgent(*reread);
     disallowPellix(*reread);
-    if (mentionsPellix(*reread)) fail("the inverse edits left Pellix behind");
+    if (mentionsPellix(reread->root())) fail("the inverse edits left Pellix behind");
     return 0;
 }

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <system_error>
 
-#include "HomeLock.h"
 #include "InstallerViewModel.h"
+#include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
 
@@ -118,7 +118,7 @@ Task<void> InstallerViewModel::runInstall() {
     if (!checkOpenClaw()) co_return;
     const std::optional<std::string> workspacePath = detectWorkspace();
     if (!workspacePath) co_return;
-    const std::string pellixDir = pellixDirIn(*workspacePath);
+    const std::string pellixDir = OpenClawLayout::pellixDirIn(*workspacePath);
     if (!co_await installAgentFiles(pellixDir)) co_return;
     createSessionStore();
     if (!registerAgentStep()) co_return;
@@ -179,7 +179,7 @@ std::optional<std::string> InstallerViewModel::detectWorkspace() {
 
 Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
     beginStep(agentFiles);
-    const std::string bundleSource = platform().resourceDirectory + "/pellix-bundle";
+    const std::string bundleSource = host_.platform().resourceDirectory + "/pellix-bundle";
     if (somethingExistsAt(bundleSource)) {
         // An earlier install is replaced, not merged: the copy runs off the UI thread because a
         // large tree takes a while.
@@ -187,7 +187,7 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
             return replaceWithCopy(bundleSource, pellixDir);
         };
         const std::error_code error =
-            co_await runBlocking(platform().runBlockingJob, std::move(copyTree));
+            co_await runBlocking(host_.platform().runBlockingJob, std::move(copyTree));
         if (error) {
             stopWithError(agentFiles, error.message(),
                           "Failed to copy agent files: " + error.message());
@@ -207,7 +207,7 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
 
 void InstallerViewModel::createSessionStore() {
     beginStep(sessionStore);
-    const std::string sessions = sessionsDirectory();
+    const std::string sessions = layout_.sessionsDirectory();
     std::error_code error;
     fs::create_directories(fs::path(sessions), error);
     if (error) {
@@ -242,7 +242,7 @@ void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
 
 Task<void> InstallerViewModel::restartGateway() {
     beginStep(gatewayRestart);
-    const ShellResult restart = co_await restartOpenClawGateway();
+    const ShellResult restart = co_await host_.restartOpenClawGateway();
     if (restart.status == 0) {
         finishStep(gatewayRestart, {StepStatus::success, "Gateway restarted"});
     } else {

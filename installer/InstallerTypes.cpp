@@ -90,4 +90,15 @@ std::string makeUuid() {
     return text;
 }
 
+std::optional<double> applyStepUpdate(std::vector<InstallStep>& rows, int index, StepStatus status,
+                                      const std::string& detail) {
+    // Negative indexes are refused too: no caller passes one, and a row outside the list is never
+    // worth undefined behaviour.
+    if (index < 0 || static_cast<std::size_t>(index) >= rows.size()) return std::nullopt;
+    InstallStep& row = rows[static_cast<std::size_t>(index)];
+    row.status = status;
+    if (!detail.empty()) row.detail = detail;
+    return static_cast<double>(index + 1) / static_cast<double>(rows.size());
+}
+
 }  // namespace pellix

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace pellix {
 
@@ -70,5 +71,12 @@ struct InstallStep {
     StepStatus status;
     std::string detail;
 };
+
+// updateStep's rule: row `index` of `rows` gets `status`, and `detail` unless it is empty (a row
+// set running again keeps what it said before). Returns the progress that follows, (index + 1)
+// over the number of rows, tied to the row last touched rather than to the rows finished; nothing,
+// with `rows` unchanged, when `index` is outside them.
+std::optional<double> applyStepUpdate(std::vector<InstallStep>& rows, int index, StepStatus status,
+                                      const std::string& detail);
 
 }  // namespace pellix

@@ -1,15 +1,11 @@
 #include "InstallerViewModel.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <string_view>
-#include <system_error>
-
-namespace fs = std::filesystem;
 
 namespace pellix {
 
-InstallerViewModel::InstallerViewModel(Platform platform) : platform_(std::move(platform)) {}
+InstallerViewModel::InstallerViewModel(Platform platform, InstallWorkers workers)
+    : layout_(platform), host_(std::move(platform)), workers_(std::move(workers)) {}
 
 template <typename T>
 void InstallerViewModel::publish(Property property, T& field, T value) {
@@ -61,58 +57,31 @@ void InstallerViewModel::removeObserver(ObserverId id) {
 }
 
 void InstallerViewModel::updateStep(int index, StepStatus status, const std::string& detail) {
-    // Negative indexes are refused too: no caller passes one, and a row outside the list is never
-    // worth undefined behaviour.
-    if (index < 0 || static_cast<std::size_t>(index) >= steps_.size()) return;
     auto rows = steps_;
-    rows[static_cast<std::size_t>(index)].status = status;
-    if (!detail.empty()) rows[static_cast<std::size_t>(index)].detail = detail;
+    const std::optional<double> progress = applyStepUpdate(rows, index, status, detail);
+    if (!progress) return;
     setSteps(std::move(rows));
-    setProgress(static_cast<double>(index + 1) / static_cast<double>(steps_.size()));
+    setProgress(*progress);
 }
 
-std::string InstallerViewModel::openclawHome() const {
-    if (auto value = platform_.environment("OPENCLAW_HOME")) return *value;
-    return homeDirectory() + "/.openclaw";
+StepResult InstallerViewModel::registerPellixAgent(const std::string& configPath) {
+    return workers_.registerPellixAgent(workerContext(), configPath);
 }
 
-bool InstallerViewModel::openclawExists() const {
-    std::error_code error;
-    return fs::exists(fs::path(openclawHome()), error);
+StepResult InstallerViewModel::addToAllowlist(const std::string& configPath) {
+    return workers_.addToAllowlist(workerContext(), configPath);
 }
 
-std::string InstallerViewModel::configFile() const {
-    return openclawHome() + "/openclaw.json";
+Task<StepResult> InstallerViewModel::installLaunchdService(std::string pellixDir) {
+    return workers_.installLaunchdService(workerContext(), std::move(pellixDir));
 }
 
-std::string InstallerViewModel::pellixDirIn(const std::string& workspace) {
-    return workspace + "/agents/pellix-unified";
+Task<StepResult> InstallerViewModel::installScheduledScanners(std::string pellixDir) {
+    return workers_.installScheduledScanners(workerContext(), std::move(pellixDir));
 }
 
-std::string InstallerViewModel::sessionsDirectory() const {
-    return openclawHome() + "/agents/pellix/sessions";
-}
-
-std::optional<std::string> InstallerViewModel::workspace() const {
-    const std::string home = openclawHome();
-    std::error_code error;
-    fs::directory_iterator entries(fs::path(home), error);
-    if (error) return std::nullopt;
-
-    std::vector<std::string> candidates;
-    for (const fs::directory_entry& entry : entries) {
-        const std::string name = entry.path().filename().string();
-        if (!name.starts_with("workspace-")) continue;
-        const std::string path = home + "/" + name;
-        std::error_code statError;
-        if (fs::is_directory(fs::path(path), statError)) candidates.push_back(path);
-    }
-    for (const std::string& path : candidates) {
-        std::error_code statError;
-        if (fs::exists(fs::path(pellixDirIn(path)), statError)) return path;
-    }
-    if (candidates.empty()) return std::nullopt;
-    return candidates.front();
+Task<StepResult> InstallerViewModel::verifyInstall(std::string pellixDir) {
+    return workers_.verifyInstall(workerContext(), std::move(pellixDir));
 }
 
 }  // namespace pellix

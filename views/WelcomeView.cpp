@@ -5,6 +5,7 @@
 #include <QVBoxLayout>
 
 #include "Accessibility.h"
+#include "Choices.h"
 #include "Controls.h"
 #include "EmojiLabel.h"
 #include "SegmentedControl.h"
@@ -15,8 +16,9 @@ namespace pellix {
 
 namespace {
 
-const char* const kScanTags[] = {"vigilant", "standard", "relaxed", "daily"};
-const char* const kModelTags[] = {"haiku", "sonnet", "opus"};
+QString tagOf(std::string_view word) {
+    return QString::fromLatin1(word.data(), static_cast<qsizetype>(word.size()));
+}
 
 QWidget* padded(QWidget* content, int sides) {
     auto* box = new QWidget;
@@ -71,7 +73,7 @@ QWidget* WelcomeView::buildChoices() {
     scanCaption_ = makeLabel(QStringLiteral("scanCaption"), captionFont, gray, block);
     scanCaption_->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     scanPicker_ = new SegmentedControl(QStringLiteral("scanPreset"), block);
-    for (const char* tag : kScanTags) scanPicker_->addSegment(QString::fromLatin1(tag));
+    for (const ScanPreset& preset : kScanPresets) scanPicker_->addSegment(tagOf(preset.word));
     scanPicker_->onSelected = [this](const QString& tag) {
         installer_.setScanPreset(tag.toStdString());
     };
@@ -79,7 +81,7 @@ QWidget* WelcomeView::buildChoices() {
     modelCaption_ = makeLabel(QStringLiteral("modelCaption"), captionFont, gray, block);
     modelCaption_->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     modelPicker_ = new SegmentedControl(QStringLiteral("modelChoice"), block);
-    for (const char* tag : kModelTags) modelPicker_->addSegment(QString::fromLatin1(tag));
+    for (const ModelOption& model : kModels) modelPicker_->addSegment(tagOf(model.word));
     modelPicker_->onSelected = [this](const QString& tag) {
         installer_.setModelChoice(tag.toStdString());
     };
@@ -134,15 +136,15 @@ void WelcomeView::refreshTexts() {
     setDisplayText(tagline_, tr("Your AI says it's working. Pellix checks if that's true."));
     setDisplayText(scanCaption_, tr("Scan Frequency"));
     setAccessibleNameOnce(scanPicker_, scanCaption_->text());
-    scanPicker_->setSegmentText(QStringLiteral("vigilant"), tr("Vigilant (5 min)"));
-    scanPicker_->setSegmentText(QStringLiteral("standard"), tr("Standard (15 min)"));
-    scanPicker_->setSegmentText(QStringLiteral("relaxed"), tr("Relaxed (hourly)"));
-    scanPicker_->setSegmentText(QStringLiteral("daily"), tr("Daily Digest"));
+    // The labels are the tables' English source texts: string literals, so data() ends in NUL.
+    for (const ScanPreset& preset : kScanPresets) {
+        scanPicker_->setSegmentText(tagOf(preset.word), tr(preset.label.data()));
+    }
     setDisplayText(modelCaption_, tr("AI Model"));
     setAccessibleNameOnce(modelPicker_, modelCaption_->text());
-    modelPicker_->setSegmentText(QStringLiteral("haiku"), tr("Haiku (~$15/mo)"));
-    modelPicker_->setSegmentText(QStringLiteral("sonnet"), tr("Sonnet (~$45/mo)"));
-    modelPicker_->setSegmentText(QStringLiteral("opus"), tr("Opus (~$150/mo)"));
+    for (const ModelOption& model : kModels) {
+        modelPicker_->setSegmentText(tagOf(model.word), tr(model.label.data()));
+    }
     setDisplayText(installButton_, tr("Install Pellix"));
 }
 

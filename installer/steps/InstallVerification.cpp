@@ -1,21 +1,20 @@
 // The last install step: are the agent's key files in place, and does the service manager report
-// the service?
-// Never worse than a warning.
+// the service? Never worse than a warning.
 
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 
-#include "../InstallerViewModel.h"
-#include "../RequiredAgentFiles.h"
-#include "ServiceManager.h"
+#include "InstallWorkers.h"
+#include "jobs/ServiceManager.h"
+#include "steps/RequiredAgentFiles.h"
 
-namespace pellix {
+namespace pellix::steps {
 
-Task<StepResult> InstallerViewModel::verifyInstall(std::string pellixDir) {
+Task<StepResult> verifyInstall(WorkerContext context, std::string pellixDir) {
     const auto missing = missingAgentFiles(pellixDir).size();
     // Asked even when files are missing.
-    ServiceManager* manager = co_await serviceManager();
+    ServiceManager* manager = co_await context.host.serviceManager();
     const bool serviceRunning = co_await manager->isServiceRunning();
 
     if (missing > 0) {
@@ -29,4 +28,4 @@ Task<StepResult> InstallerViewModel::verifyInstall(std::string pellixDir) {
     co_return StepResult{StepStatus::warning, "Files OK, service may need restart"};
 }
 
-}  // namespace pellix
+}  // namespace pellix::steps

@@ -1,18 +1,19 @@
 // The three periodic jobs that run the agent's scanners. A job counts as installed once its files
 // are written and handed to the service manager: whether the manager accepted them is not asked.
 
-#include "../InstallerViewModel.h"
-#include "ServiceManager.h"
+#include "InstallWorkers.h"
+#include "jobs/ServiceManager.h"
 
-namespace pellix {
+namespace pellix::steps {
 
-Task<StepResult> InstallerViewModel::installScheduledScanners(std::string pellixDir) {
-    ServiceManager* manager = co_await serviceManager();
+Task<StepResult> installScheduledScanners(WorkerContext context, std::string pellixDir) {
+    ServiceManager* manager = co_await context.host.serviceManager();
     int installed = 0;
     for (const AgentJob& job : kScannerJobs) {
-        JobValues values{pellixDir, kBashPath, homeDirectory(), openclawHome()};
+        JobValues values{pellixDir, kBashPath, context.host.homeDirectory(),
+                         context.layout.openclawHome()};
         // Looked up right before the one job that needs it, whatever became of the others.
-        if (job.runByPython) values.interpreter = co_await findPython3();
+        if (job.runByPython) values.interpreter = co_await context.host.findPython3();
         if (co_await manager->installScheduledJob(job, values)) ++installed;
     }
     if (installed == static_cast<int>(kScannerJobs.size())) {
@@ -21,4 +22,4 @@ Task<StepResult> InstallerViewModel::installScheduledScanners(std::string pellix
     co_return StepResult{StepStatus::warning, std::to_string(installed) + "/3 scanners installed"};
 }
 
-}  // namespace pellix
+}  // namespace pellix::steps

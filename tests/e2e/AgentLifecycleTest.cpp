@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "HeadlessRun.h"
-#include "HomeLock.h"
 #include "TestSupport.h"
+#include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

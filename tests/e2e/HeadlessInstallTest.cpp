@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "HeadlessRun.h"
-#include "HomeLock.h"
 #include "TestSupport.h"
+#include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

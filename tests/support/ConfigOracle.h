@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "steps/ConfigDocument.h"
+#include "config/ConfigDocument.h"
 
 namespace pellix::test {
 

@@ -1,5 +1,7 @@
 #include "TestSupport.h"
 
+#include "jobs/ServiceManager.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -101,6 +103,27 @@ Platform testPlatform(const std::string& home, const std::string& fakeBin,
     // their own.
     platform.serviceManager = ServiceManagerChoice::launchd;
     return platform;
+}
+
+std::string serviceManagerName(Host& host) {
+    return host.serviceManager().runToCompletion()->name();
+}
+
+std::vector<JobState> describeJobs(Host& host) {
+    return describeAgentJobs(*host.serviceManager().runToCompletion()).runToCompletion();
+}
+
+std::vector<JobRemoval> removeJobs(Host& host) {
+    return removeAgentJobs(*host.serviceManager().runToCompletion()).runToCompletion();
+}
+
+void updateStep(InstallerViewModel& model, int index, StepStatus status,
+                const std::string& detail) {
+    std::vector<InstallStep> rows = model.steps();
+    const std::optional<double> progress = applyStepUpdate(rows, index, status, detail);
+    if (!progress) return;
+    model.setSteps(std::move(rows));
+    model.setProgress(*progress);
 }
 
 }  // namespace pellix::test

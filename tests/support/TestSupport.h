@@ -1,6 +1,6 @@
 #pragma once
-// Helpers shared by the tests: temporary folders, whole-file access, a view model whose pipeline
-// pieces can be called one by one, and the fake commands put first on the children's PATH.
+// Helpers shared by the tests: temporary folders, whole-file access, the workers' context for
+// calling one alone, and the fake commands put first on the children's PATH.
 
 #include <ostream>
 #include <string>
@@ -47,23 +47,31 @@ std::string installFakeCommands(const std::string& folder);
 // scripts) into `folder`.
 void writeSampleAgent(const std::string& folder);
 
-// A view model whose protected pipeline pieces are callable from tests.
-class TestViewModel : public InstallerViewModel {
+// What the install's workers are given, for calling one alone: the paths and the machine of a
+// test platform, and the user's choices (the defaults unless a test changes them).
+class WorkerSetup {
 public:
-    using InstallerViewModel::addToAllowlist;
-    using InstallerViewModel::findPython3;
-    using InstallerViewModel::InstallerViewModel;
-    using InstallerViewModel::installLaunchdService;
-    using InstallerViewModel::installScheduledScanners;
-    using InstallerViewModel::registerPellixAgent;
-    using InstallerViewModel::runCommand;
-    using InstallerViewModel::setErrorMessage;
-    using InstallerViewModel::setProgress;
-    using InstallerViewModel::setSteps;
-    using InstallerViewModel::shellCommand;
-    using InstallerViewModel::updateStep;
-    using InstallerViewModel::verifyInstall;
+    explicit WorkerSetup(Platform platform) : layout_(platform), host_(std::move(platform)) {}
+    WorkerContext context() { return {choices, layout_, host_}; }
+    Host& host() { return host_; }
+    const OpenClawLayout& layout() const { return layout_; }
+
+    Choices choices;
+
+private:
+    OpenClawLayout layout_;
+    Host host_;
 };
+
+// The service manager the host chose, and its answers about the four jobs, run to their end.
+std::string serviceManagerName(Host& host);
+std::vector<JobState> describeJobs(Host& host);
+std::vector<JobRemoval> removeJobs(Host& host);
+
+// The view model's own updateStep rule, through its public setters, for tests that put a
+// checklist into a state: the row changes, then the progress.
+void updateStep(InstallerViewModel& model, int index, StepStatus status,
+                const std::string& detail = "");
 
 // A platform rooted in `home`: OPENCLAW_HOME unset unless given, children's PATH led by
 // `fakeBin` when it is not empty, jobs run inline, launchd as the service manager.

@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "TestSupport.h"
-#include "steps/ProcessRunner.h"
+#include "process/ProcessRunner.h"
 
 namespace fs = std::filesystem;
 

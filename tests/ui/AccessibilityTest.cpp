@@ -111,10 +111,10 @@ private slots:
         QCOMPARE(list->childCount(), 2);
         QCOMPARE(list->indexOfChild(row), 0);
 
-        app.installer().updateStep(0, StepStatus::success, "/home/me/.openclaw");
+        test::updateStep(app.installer(), 0, StepStatus::success, "/home/me/.openclaw");
         QTRY_COMPARE(row->text(QAccessible::Name),
                      QStringLiteral("First, success, /home/me/.openclaw"));
-        app.installer().updateStep(1, StepStatus::running);
+        test::updateStep(app.installer(), 1, StepStatus::running);
         QTRY_COMPARE(accessible(must<StepRow>(&app.window(), "stepRow-1"))->text(QAccessible::Name),
                      QStringLiteral("Second, running"));
     }
@@ -134,7 +134,7 @@ private slots:
         QTest::qWait(50);
         heard.clear();
 
-        app.installer().updateStep(1, StepStatus::warning, "Restart may need manual run");
+        test::updateStep(app.installer(), 1, StepStatus::warning, "Restart may need manual run");
         auto* second = must<StepRow>(&app.window(), "stepRow-1");
         QTRY_COMPARE(second->accessibleName(),
                      QStringLiteral("Second, warning, Restart may need manual run"));

@@ -56,7 +56,7 @@ private slots:
     void runningRowIsInViewAtEveryStepAndTheListMovesOnlyAsFarAsNeeded() {
         QScrollArea* list = must<QScrollArea>(view(), "stepList");
         for (int i = 0; i < 11; ++i) {
-            installer().updateStep(i, StepStatus::running);
+            test::updateStep(installer(), i, StepStatus::running);
             StepRow* row = view()->rows()[std::size_t(i)];
             QTRY_VERIFY2(insideViewport(list, row), qPrintable(QStringLiteral("row %1").arg(i)));
             if (i == 10) {
@@ -68,8 +68,8 @@ private slots:
             const int value = list->verticalScrollBar()->value();
             QVERIFY(value == 0 || place.bottom() + 1 + 8 == list->viewport()->height() ||
                     place.bottom() + 1 == list->viewport()->height());
-            installer().updateStep(i, StepStatus::success,
-                                   "/a/long/home/path/" + std::to_string(i) + "/agents/pellix");
+            test::updateStep(installer(), i, StepStatus::success,
+                             "/a/long/home/path/" + std::to_string(i) + "/agents/pellix");
             QTRY_VERIFY(row->detail()->isVisible());
         }
         QVERIFY(list->verticalScrollBar()->value() > 0);
@@ -77,15 +77,16 @@ private slots:
 
     void scrollingByHandPausesFollowingUntilTheUserReturnsToTheRunningRow() {
         QScrollArea* list = must<QScrollArea>(view(), "stepList");
-        for (int i = 0; i < 8; ++i) installer().updateStep(i, StepStatus::success, "done\nthere");
-        installer().updateStep(8, StepStatus::running);
+        for (int i = 0; i < 8; ++i)
+            test::updateStep(installer(), i, StepStatus::success, "done\nthere");
+        test::updateStep(installer(), 8, StepStatus::running);
         QTRY_VERIFY(view()->rows()[7]->detail()->isVisible());
         StepRow* eight = view()->rows()[8];
         QTRY_VERIFY(list->verticalScrollBar()->value() > 0 && insideViewport(list, eight));
 
         list->verticalScrollBar()->setValue(0);  // the user scrolls back to the top by hand
-        installer().updateStep(8, StepStatus::success, "done");
-        installer().updateStep(9, StepStatus::running);
+        test::updateStep(installer(), 8, StepStatus::success, "done");
+        test::updateStep(installer(), 9, StepStatus::running);
         QTest::qWait(100);
         QCOMPARE(list->verticalScrollBar()->value(), 0);
         QVERIFY(!insideViewport(list, view()->rows()[9]));
@@ -93,8 +94,8 @@ private slots:
 
         // Back near the running row: following resumes with the next change.
         list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum());
-        installer().updateStep(9, StepStatus::success, "done");
-        installer().updateStep(10, StepStatus::running);
+        test::updateStep(installer(), 9, StepStatus::success, "done");
+        test::updateStep(installer(), 10, StepStatus::running);
         QTRY_VERIFY(insideViewport(list, view()->rows()[10]));
     }
 
@@ -141,7 +142,7 @@ private slots:
     }
 
 private:
-    test::TestViewModel& installer() { return app_->installer(); }
+    InstallerViewModel& installer() { return app_->installer(); }
     InstallingView* view() {
         return qobject_cast<InstallingView*>(uitest::shownScreen(app_->window()));
     }

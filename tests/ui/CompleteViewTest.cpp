@@ -34,7 +34,7 @@ private slots:
         other.installer().setScanPreset("daily");
         other.installer().setModelChoice("opus");
         other.installer().setSteps({InstallStep("Restarting OpenClaw gateway")});
-        other.installer().updateStep(0, StepStatus::warning, "Restart may need manual run");
+        test::updateStep(other.installer(), 0, StepStatus::warning, "Restart may need manual run");
         other.installer().setPhase(InstallerPhase::complete);
         QVERIFY(plain.showAndActivate());
         QVERIFY(other.showAndActivate());

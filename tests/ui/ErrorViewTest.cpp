@@ -80,7 +80,7 @@ private slots:
         AppUnderTest app(sandbox.platform(), false);
         app.installer().setSteps(
             {InstallStep("Checking OpenClaw installation"), InstallStep("Detecting workspace")});
-        app.installer().updateStep(1, StepStatus::failed, "No workspace-* directory found");
+        test::updateStep(app.installer(), 1, StepStatus::failed, "No workspace-* directory found");
         app.installer().setErrorMessage(
             "No OpenClaw workspace found. Create one first: openclaw init");
         app.installer().setPhase(InstallerPhase::error);

@@ -85,12 +85,12 @@ private slots:
         const int oneLine = row->height();
         QCOMPARE(oneLine, row->label()->height());
 
-        installer().updateStep(0, StepStatus::running, "/Users/me/.openclaw");
+        test::updateStep(installer(), 0, StepStatus::running, "/Users/me/.openclaw");
         QTRY_VERIFY(row->detail()->isVisible());
         QCOMPARE(row->detail()->text(), QStringLiteral("/Users/me/.openclaw"));
         QTRY_VERIFY(row->height() > oneLine);
 
-        installer().updateStep(0, StepStatus::success);
+        test::updateStep(installer(), 0, StepStatus::success);
         QTRY_COMPARE(row->glyph()->symbol(), QStringLiteral("checkmark.circle.fill"));
         QVERIFY(row->detail()->isVisible());
         QCOMPARE(row->detail()->text(), QStringLiteral("/Users/me/.openclaw"));
@@ -162,8 +162,8 @@ private slots:
         installer().setSteps(rows(3));
         QTRY_COMPARE(view()->rows().size(), std::size_t(3));
         const std::vector<StepRow*> before = view()->rows();
-        installer().updateStep(1, StepStatus::running, "busy");
-        installer().updateStep(1, StepStatus::warning, "careful");
+        test::updateStep(installer(), 1, StepStatus::running, "busy");
+        test::updateStep(installer(), 1, StepStatus::warning, "careful");
         QTRY_COMPARE(before[1]->detail()->text(), QStringLiteral("careful"));
         QCOMPARE(view()->rows(), before);
         QCOMPARE(before[2]->objectName(), QStringLiteral("stepRow-2"));
@@ -183,7 +183,7 @@ private slots:
             {StepStatus::failed, "xmark.circle.fill"},
         };
         installer().setSteps(rows(5));
-        for (int i = 0; i < 5; ++i) installer().updateStep(i, expected[i].first);
+        for (int i = 0; i < 5; ++i) test::updateStep(installer(), i, expected[i].first);
         QTRY_COMPARE(view()->rows().size(), std::size_t(5));
         QTRY_COMPARE(view()->rows().back()->glyph()->symbol(), QStringLiteral("xmark.circle.fill"));
         for (int i = 0; i < 5; ++i) {
@@ -259,7 +259,7 @@ private:
             .save(QStringLiteral(PELLIX_UI_ARTIFACTS) + "/status-glyphs-14px-enlarged.png");
     }
 
-    test::TestViewModel& installer() { return app_->installer(); }
+    InstallerViewModel& installer() { return app_->installer(); }
     InstallingView* view() {
         return qobject_cast<InstallingView*>(uitest::shownScreen(app_->window()));
     }

@@ -77,7 +77,7 @@ int runEventLoop(std::function<void()> action, int timeoutMs) {
 
 AppUnderTest::AppUnderTest(Platform platform, bool useQtExecutor) {
     if (useQtExecutor) platform.runBlockingJob = executor_.executor();
-    installer_ = std::make_unique<test::TestViewModel>(std::move(platform));
+    installer_ = std::make_unique<InstallerViewModel>(std::move(platform));
     window_ = std::make_unique<ContentView>(*installer_);
     window_->makeApplicationWindow();
 }

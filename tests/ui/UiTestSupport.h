@@ -86,7 +86,7 @@ class AppUnderTest {
 public:
     explicit AppUnderTest(Platform platform, bool useQtExecutor = true);
     ~AppUnderTest();
-    test::TestViewModel& installer() { return *installer_; }
+    InstallerViewModel& installer() { return *installer_; }
     ContentView& window() { return *window_; }
     QtExecutor& executor() { return executor_; }
     // Shows the window and waits until it is on screen and active.
@@ -96,7 +96,7 @@ public:
 
 private:
     QtExecutor executor_;
-    std::unique_ptr<test::TestViewModel> installer_;
+    std::unique_ptr<InstallerViewModel> installer_;
     std::unique_ptr<ContentView> window_;
 };
 

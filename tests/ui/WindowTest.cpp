@@ -55,9 +55,9 @@ private slots:
     void phaseChangeSwapsTheScreenButKeepsTheViewModel() {
         Sandbox sandbox;
         AppUnderTest app(sandbox.platform(), false);
-        test::TestViewModel& installer = app.installer();
+        InstallerViewModel& installer = app.installer();
         installer.setSteps({InstallStep("First"), InstallStep("Second")});
-        installer.updateStep(0, StepStatus::warning, "kept");
+        test::updateStep(installer, 0, StepStatus::warning, "kept");
         installer.setPhase(InstallerPhase::installing);
         QVERIFY(app.showAndActivate());
         QTRY_VERIFY(qobject_cast<InstallingView*>(shownScreen(app.window())));
@@ -120,7 +120,7 @@ private slots:
 
     void burstOfChangesGivesOneRefreshThatSeesTheStoredValues() {
         Sandbox sandbox;
-        test::TestViewModel installer(sandbox.platform());
+        InstallerViewModel installer(sandbox.platform());
         ModelObserver observer(installer);
         QSignalSpy spy(&observer, &ModelObserver::changed);
         std::vector<std::string> seen;

@@ -6,7 +6,7 @@
 #include "FileChecks.h"
 #include "TestSupport.h"
 #include "Unprivileged.h"
-#include "steps/ConfigEdits.h"
+#include "config/ConfigEdits.h"
 
 namespace pellix {
 namespace {
@@ -35,7 +35,7 @@ class AgentRegistration : public ::testing::Test {
 protected:
     StepResult registerIn(const std::string& before) {
         test::writeFile(config_, before);
-        return model_.registerPellixAgent(config_);
+        return steps::registerPellixAgent(model_.context(), config_);
     }
     json written() const { return json::parse(test::readFile(config_)); }
     json agentsAfter(const std::string& before) {
@@ -50,7 +50,7 @@ protected:
 
     test::TempDir home_;
     std::string config_ = home_ / "openclaw.json";
-    test::TestViewModel model_{test::testPlatform(home_.path())};
+    test::WorkerSetup model_{test::testPlatform(home_.path())};
 };
 
 TEST_F(AgentRegistration, WithoutAgentsKeyCreatesAgentsHoldingOnlyListWithTheEntry) {
@@ -140,7 +140,7 @@ TEST_F(AgentRegistration, SecondRunReportsAlreadyRegisteredAndWritesNothing) {
     agentsAfter("{}");
     const std::string first = test::readFile(config_);
     const ino_t inode = inodeOf(config_);
-    EXPECT_EQ(model_.registerPellixAgent(config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
               (StepResult{StepStatus::success, "Already registered"}));
     EXPECT_EQ(test::readFile(config_), first);
     EXPECT_EQ(inodeOf(config_), inode);
@@ -157,7 +157,7 @@ TEST_F(AgentRegistration, EachModelChoiceWritesItsIdentifierAndShowsTheWord) {
     for (const auto& [choice, identifier] : cases) {
         SCOPED_TRACE(choice);
         EXPECT_EQ(modelIdentifier(choice), identifier);
-        model_.setModelChoice(choice);
+        model_.choices.modelChoice = choice;
         EXPECT_EQ(registerIn("{}"), (StepResult{StepStatus::success,
                                                 "Registered with " + choice + " model, 15m scan"}));
         const json entry = written()["agents"]["list"][0];
@@ -174,7 +174,7 @@ TEST_F(AgentRegistration, EachScanPresetWritesItsMinutes) {
     for (const auto& [preset, minutes] : cases) {
         SCOPED_TRACE(preset);
         EXPECT_EQ(heartbeatMinutes(preset), minutes);
-        model_.setScanPreset(preset);
+        model_.choices.scanPreset = preset;
         EXPECT_EQ(registerIn("{}"),
                   (StepResult{StepStatus::success, "Registered with sonnet model, " +
                                                        std::to_string(minutes) + "m scan"}));
@@ -185,7 +185,7 @@ TEST_F(AgentRegistration, EachScanPresetWritesItsMinutes) {
 }
 
 TEST_F(AgentRegistration, MissingFileCannotBeRead) {
-    EXPECT_EQ(model_.registerPellixAgent(config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
               (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
     EXPECT_FALSE(fs::exists(config_));
 }
@@ -208,8 +208,8 @@ TEST_F(AgentRegistration, ReadOnlyFolderFailsToWrite) {
     fs::permissions(config_, fs::perms(0644));
     fs::permissions(home_.path(), fs::perms(0555));
     if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
-    const StepResult result =
-        test::runUnprivileged([this] { return model_.registerPellixAgent(config_); });
+    const StepResult result = test::runUnprivileged(
+        [this] { return steps::registerPellixAgent(model_.context(), config_); });
     fs::permissions(home_.path(), fs::perms(0755));
     EXPECT_EQ(result, (StepResult{StepStatus::failed, "Failed to write openclaw.json"}));
     EXPECT_EQ(test::readFile(config_), "{}");
@@ -221,7 +221,7 @@ TEST_F(AgentRegistration, RefusedBytesFailToWriteAndLeaveOldFileAndNoTemporary) 
     StepResult result;
     {
         FileSizeLimit limit(16);
-        result = model_.registerPellixAgent(config_);
+        result = steps::registerPellixAgent(model_.context(), config_);
     }
     EXPECT_EQ(result, (StepResult{StepStatus::failed, "Failed to write openclaw.json"}));
     EXPECT_EQ(test::readFile(config_), R"({"keep":"these bytes"})");
@@ -250,7 +250,7 @@ TEST_F(AgentRegistration, SymbolicLinkStaysALinkAndItsTargetGetsTheEntry) {
     const std::string target = home_ / "real/openclaw.json";
     test::writeFile(target, "{}");
     fs::create_symlink("real/openclaw.json", config_);
-    EXPECT_EQ(model_.registerPellixAgent(config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
               (StepResult{StepStatus::success, "Registered with sonnet model, 15m scan"}));
     EXPECT_TRUE(fs::is_symlink(config_));
     EXPECT_EQ(fs::read_symlink(config_), "real/openclaw.json");
@@ -261,7 +261,7 @@ TEST_F(AgentRegistration, SymbolicLinkStaysALinkAndItsTargetGetsTheEntry) {
 
 TEST_F(AgentRegistration, DanglingSymbolicLinkCannotBeRead) {
     fs::create_symlink(home_ / "missing/openclaw.json", config_);
-    EXPECT_EQ(model_.registerPellixAgent(config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
               (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
     EXPECT_FALSE(fs::exists(home_ / "missing"));
 }

@@ -8,15 +8,14 @@
 
 #include "InstallSandbox.h"
 #include "TestSupport.h"
-#include "steps/ProcessRunner.h"
-#include "steps/ServiceManager.h"
+#include "jobs/ServiceManager.h"
+#include "process/ProcessRunner.h"
 
 namespace pellix {
 namespace {
 
 using namespace std::chrono_literals;
 using test::TempDir;
-using test::TestViewModel;
 using Clock = std::chrono::steady_clock;
 
 class CommandLimits : public ::testing::Test {
@@ -46,7 +45,7 @@ bool processExists(pid_t pid) {
 }
 
 TEST_F(CommandLimits, HungCommandIsStoppedAtItsLimitAndFailsWhateverItPrinted) {
-    TestViewModel model(platform());
+    Host model(platform());
     const auto start = Clock::now();
     const ShellResult result = model.shellCommand("echo partial; sleep 30").runToCompletion();
     EXPECT_LT(secondsSince(start), 5.0);
@@ -57,7 +56,7 @@ TEST_F(CommandLimits, HungCommandIsStoppedAtItsLimitAndFailsWhateverItPrinted) {
 }
 
 TEST_F(CommandLimits, WholeProcessGroupIsKilledOnExpiry) {
-    TestViewModel model(platform());
+    Host model(platform());
     const std::string pidFile = temp / "grandchild.pid";
     model.shellCommand("sleep 60 & echo $! > " + pidFile + "; wait").runToCompletion();
     const pid_t grandchild = std::stoi(test::readFile(pidFile));
@@ -67,7 +66,7 @@ TEST_F(CommandLimits, WholeProcessGroupIsKilledOnExpiry) {
 }
 
 TEST_F(CommandLimits, GatewayRestartGetsTheLongerLimit) {
-    TestViewModel model(platform(300ms));
+    Host model(platform(300ms));
     const ShellResult restart =
         model.runCommand("sleep 0.45; echo restarted", CommandKind::gatewayRestart)
             .runToCompletion();
@@ -79,7 +78,7 @@ TEST_F(CommandLimits, GatewayRestartGetsTheLongerLimit) {
 }
 
 TEST_F(CommandLimits, BackgroundHolderOfThePipeDoesNotKeepTheRunWaiting) {
-    TestViewModel model(platform(60s));
+    Host model(platform(60s));
     const auto start = Clock::now();
     const ShellResult result = model.shellCommand("sleep 30 & echo hi").runToCompletion();
     EXPECT_LT(secondsSince(start), 2.0);
@@ -89,7 +88,7 @@ TEST_F(CommandLimits, BackgroundHolderOfThePipeDoesNotKeepTheRunWaiting) {
 
 // The gateway restart may leave a daemon behind; a child that ends in time keeps its children.
 TEST_F(CommandLimits, NormallyExitedChildKeepsItsBackgroundProcesses) {
-    TestViewModel model(platform(60s));
+    Host model(platform(60s));
     const std::string pidFile = temp / "daemon.pid";
     const ShellResult result =
         model.shellCommand("sleep 30 >/dev/null 2>&1 & echo $! > " + pidFile).runToCompletion();
@@ -101,7 +100,7 @@ TEST_F(CommandLimits, NormallyExitedChildKeepsItsBackgroundProcesses) {
 }
 
 TEST_F(CommandLimits, ChildThatClosesItsOutputEarlyIsStillBounded) {
-    TestViewModel model(platform(300ms));
+    Host model(platform(300ms));
     const auto start = Clock::now();
     const ShellResult result = model.shellCommand("exec >&- 2>&-; sleep 30").runToCompletion();
     EXPECT_LT(secondsSince(start), 5.0);
@@ -111,7 +110,7 @@ TEST_F(CommandLimits, ChildThatClosesItsOutputEarlyIsStillBounded) {
 TEST_F(CommandLimits, MissingShellIsNamedOnceWithHowToGetIt) {
     Platform broken = platform();
     broken.shell = temp / "no-such-zsh";
-    TestViewModel model(broken);
+    Host model(broken);
     EXPECT_EQ(model.shellCommand("true").runToCompletion(),
               (ShellResult{-1, "No such file or directory"}));
     EXPECT_EQ(model.shellCommand("true").runToCompletion().status, -1);
@@ -127,7 +126,7 @@ TEST_F(CommandLimits, MissingShellInAWholeInstallGivesOneNoticeAndTheUsualRows) 
     Platform broken = sandbox.platform();
     broken.shell = temp / "no-such-zsh";
     broken.notice = [this](const std::string& line) { notices.push_back(line); };
-    TestViewModel model(broken);
+    InstallerViewModel model(broken);
     model.startInstall();
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
     EXPECT_EQ(model.steps()[7].detail, "Service installed but may need login/restart to activate");
@@ -147,7 +146,7 @@ TEST_F(CommandLimits, HungLaunchctlAndGatewayTakeTheUsualWarningPathsAndAreNamed
     hung.commandTimeLimit = 1500ms;
     hung.gatewayRestartTimeLimit = 2s;
     hung.notice = [this](const std::string& line) { notices.push_back(line); };
-    TestViewModel model(hung);
+    InstallerViewModel model(hung);
     const auto start = Clock::now();
     model.startInstall();
     EXPECT_LT(secondsSince(start), 15.0);
@@ -171,7 +170,7 @@ TEST_F(CommandLimits, OnlyServiceManagerCommandsSeeXdgRuntimeDir) {
         if (name == "XDG_RUNTIME_DIR") return "/run/user/4242";
         return std::nullopt;
     };
-    TestViewModel model(withRuntime);
+    Host model(withRuntime);
     const std::string environ = "tr '\\0' '\\n' < /proc/$$/environ; exit";
     EXPECT_EQ(model.runCommand(environ, CommandKind::userManager).runToCompletion().output,
               std::string("PATH=") + kChildPath + "\nHOME=" + home +
@@ -183,7 +182,7 @@ TEST_F(CommandLimits, OnlyServiceManagerCommandsSeeXdgRuntimeDir) {
 }
 
 TEST_F(CommandLimits, WithoutItsOwnXdgRuntimeDirTheUsersRunFolderIsGiven) {
-    TestViewModel model(platform(60s));
+    Host model(platform(60s));
     const ShellResult shown =
         model.runCommand("echo $XDG_RUNTIME_DIR", CommandKind::userManager).runToCompletion();
     EXPECT_EQ(shown.output, "/run/user/" + std::to_string(::getuid()) + "\n");

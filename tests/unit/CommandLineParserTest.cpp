@@ -5,11 +5,11 @@
 
 #include <map>
 
-#include "AgentStatus.h"
 #include "Cli.h"
 #include "CommandLine.h"
 #include "JsonOutput.h"
-#include "steps/Utf8.h"
+#include "lifecycle/AgentStatus.h"
+#include "process/Utf8.h"
 
 namespace pellix {
 namespace {

@@ -12,8 +12,8 @@
 #include "FileChecks.h"
 #include "TestSupport.h"
 #include "Unprivileged.h"
-#include "steps/ConfigDocument.h"
-#include "steps/ConfigEdits.h"
+#include "config/ConfigDocument.h"
+#include "config/ConfigEdits.h"
 
 namespace pellix {
 namespace {
@@ -33,7 +33,7 @@ std::optional<std::string> serializeConfig(const json& document) {
 
 Registration registerAgent(json& document, const std::string& model, const std::string& preset) {
     return test::editedByProduct(document, [&](ConfigDocument& parsed) {
-        return pellix::registerAgent(parsed, model, preset);
+        return pellix::registerAgent(parsed, Choices{preset, model});
     });
 }
 
@@ -74,16 +74,16 @@ protected:
     // `run` calls each worker: in this process by default, or as a user without root's rights.
     void expectUnreadableAndUntouched(StepResult (*run)(const Worker&) = runHere) {
         const ino_t inode = inodeOf(config_);
-        EXPECT_EQ(run([this] { return model_.registerPellixAgent(config_); }),
+        EXPECT_EQ(run([this] { return steps::registerPellixAgent(model_.context(), config_); }),
                   (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
-        EXPECT_EQ(run([this] { return model_.addToAllowlist(config_); }),
+        EXPECT_EQ(run([this] { return steps::addToAllowlist(model_.context(), config_); }),
                   (StepResult{StepStatus::warning, "Cannot read openclaw.json for allowlist"}));
         EXPECT_EQ(inodeOf(config_), inode);
     }
 
     test::TempDir home_;
     std::string config_ = home_ / "openclaw.json";
-    test::TestViewModel model_{test::testPlatform(home_.path())};
+    test::WorkerSetup model_{test::testPlatform(home_.path())};
 };
 
 TEST_F(ConfigDocument, AcceptsOnlyAnObjectAtTheTopLevel) {
@@ -199,7 +199,7 @@ TEST_F(ConfigDocument, FileWithoutReadPermissionIsUnreadable) {
 
 TEST_F(ConfigDocument, ByteOrderMarkedFileIsRegisteredAndWrittenWithoutTheMark) {
     test::writeFile(config_, "\xEF\xBB\xBF{\"gateway\":{}}");
-    EXPECT_EQ(model_.registerPellixAgent(config_).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
     const std::string written = test::readFile(config_);
     EXPECT_EQ(written.substr(0, 1), "{");
     EXPECT_EQ(json::parse(written)["agents"]["list"][0]["name"], "pellix");
@@ -208,9 +208,9 @@ TEST_F(ConfigDocument, ByteOrderMarkedFileIsRegisteredAndWrittenWithoutTheMark) 
 TEST_F(ConfigDocument, ByteOrderMarkedFileWithNothingToChangeIsLeftAsItWas) {
     const std::string bytes = "\xEF\xBB\xBF{\"agents\":{\"list\":[{\"name\":\"pellix\"}]}}";
     test::writeFile(config_, bytes);
-    EXPECT_EQ(model_.registerPellixAgent(config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
               (StepResult{StepStatus::success, "Already registered"}));
-    EXPECT_EQ(model_.addToAllowlist(config_),
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_),
               (StepResult{StepStatus::success, "Already in allowlist"}));
     EXPECT_EQ(test::readFile(config_), bytes);
 }
@@ -218,8 +218,8 @@ TEST_F(ConfigDocument, ByteOrderMarkedFileWithNothingToChangeIsLeftAsItWas) {
 TEST_F(ConfigDocument, EveryObjectHasSortedKeysAfterBothWrites) {
     test::writeFile(config_, R"({"zeta":{"b":1,"a":[{"y":{},"x":2}]},"alpha":{"d":{"q":0,"p":0}},)"
                              R"("agents":{"list":[{"tools":[],"id":"main","model":"m"}]}})");
-    ASSERT_EQ(model_.registerPellixAgent(config_).status, StepStatus::success);
-    ASSERT_EQ(model_.addToAllowlist(config_).status, StepStatus::success);
+    ASSERT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
+    ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
     int objectsSeen = 0;
     expectKeysSortedIn(nlohmann::ordered_json::parse(test::readFile(config_)), objectsSeen);
     EXPECT_EQ(objectsSeen, 10);

@@ -5,7 +5,7 @@
 
 #include "FileChecks.h"
 #include "TestSupport.h"
-#include "steps/ConfigDocument.h"
+#include "config/AgentList.h"
 
 namespace pellix {
 namespace {

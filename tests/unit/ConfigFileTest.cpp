@@ -1,4 +1,4 @@
-#include "steps/ConfigFile.h"
+#include "config/ConfigTransaction.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,9 +16,9 @@
 
 #include "ConfigOracle.h"
 #include "FileChecks.h"
-#include "OpenClawConfig.h"
 #include "TestSupport.h"
-#include "steps/ConfigEdits.h"
+#include "config/ConfigEdits.h"
+#include "config/OpenClawConfig.h"
 
 namespace pellix {
 namespace {
@@ -30,13 +30,14 @@ using test::readFile;
 class ConfigFile : public ::testing::Test {
 protected:
     void installBoth() {
-        EXPECT_EQ(model_.registerPellixAgent(config_).status, StepStatus::success);
-        EXPECT_EQ(model_.addToAllowlist(config_).status, StepStatus::success);
+        EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status,
+                  StepStatus::success);
+        EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
     }
 
     test::TempDir home_;
     std::string config_ = home_ / "openclaw.json";
-    test::TestViewModel model_{test::testPlatform(home_.path())};
+    test::WorkerSetup model_{test::testPlatform(home_.path())};
 };
 
 TEST_F(ConfigFile, NextSuccessfulWriteRemovesStaleTemporariesAndKeepsOthers) {
@@ -64,7 +65,7 @@ TEST_F(ConfigFile, NextSuccessfulWriteRemovesStaleTemporariesAndKeepsOthers) {
 TEST_F(ConfigFile, NothingToWriteLeavesTemporariesForTheNextWrite) {
     test::writeFile(config_, R"({"agents":{"list":[{"name":"pellix"}]}})");
     test::writeFile(home_ / ".openclaw.json.Ab12Cd", "half a write");
-    EXPECT_EQ(model_.registerPellixAgent(config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
               (StepResult{StepStatus::success, "Already registered"}));
     EXPECT_EQ(namesIn(home_.path()),
               (std::vector<std::string>{".openclaw.json.Ab12Cd", "openclaw.json"}));
@@ -79,17 +80,17 @@ std::string largeFileFolder() {
 TEST(LargeConfigFile, ThirtyMegabytesAreRegisteredAllowedReadAgainAndPutBack) {
     test::TempDir home(largeFileFolder());
     const std::string config = home / "openclaw.json";
-    test::TestViewModel model(test::testPlatform(home.path()));
+    test::WorkerSetup model(test::testPlatform(home.path()));
     const std::string original = test::sampleConfig(30'000'000);
     test::writeFile(config, original);
-    EXPECT_EQ(model.registerPellixAgent(config),
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config),
               (StepResult{StepStatus::success, "Registered with sonnet model, 15m scan"}));
-    EXPECT_EQ(model.addToAllowlist(config),
+    EXPECT_EQ(steps::addToAllowlist(model.context(), config),
               (StepResult{StepStatus::success, "Added to main agent's spawn allowlist"}));
     EXPECT_GT(fs::file_size(config), 32u * 1024 * 1024);
     const PellixConfigState state = inspectPellixConfig(config);
     EXPECT_TRUE(state.readable && state.registered && state.allowlisted);
-    EXPECT_EQ(model.registerPellixAgent(config),
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config),
               (StepResult{StepStatus::success, "Already registered"}));
     EXPECT_EQ(removePellixFromConfig(config), ConfigRemoval::restoredBackup);
     // Not EXPECT_EQ: a failure would print thirty megabytes.
@@ -102,10 +103,10 @@ TEST(LargeConfigFile, HundredMegabytesAreRegisteredAllowedAndReadAgain) {
 #endif
     test::TempDir home(largeFileFolder());
     const std::string config = home / "openclaw.json";
-    test::TestViewModel model(test::testPlatform(home.path()));
+    test::WorkerSetup model(test::testPlatform(home.path()));
     test::writeFile(config, test::sampleConfig(100'000'000));
-    EXPECT_EQ(model.registerPellixAgent(config).status, StepStatus::success);
-    EXPECT_EQ(model.addToAllowlist(config),
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).status, StepStatus::success);
+    EXPECT_EQ(steps::addToAllowlist(model.context(), config),
               (StepResult{StepStatus::success, "Added to main agent's spawn allowlist"}));
     const PellixConfigState state = inspectPellixConfig(config);
     EXPECT_TRUE(state.readable && state.registered && state.allowlisted);
@@ -120,7 +121,7 @@ TEST_F(ConfigFile, EditRedoneOnAFileThatChangedKeepsTheOtherSave) {
         [&](ConfigDocument& document) {
             // The host saves while the first attempt is editing.
             if (++calls == 1) test::writeFile(config_, R"({"agents":{"list":[]},"host":1})");
-            return registerAgent(document, "sonnet", "standard") == Registration::added;
+            return registerAgent(document, Choices{}) == Registration::added;
         },
         ConfigBackup::takeBeforeWriting);
     EXPECT_EQ(result, ConfigEditResult::written);
@@ -139,13 +140,13 @@ TEST_F(ConfigFile, FileThatKeepsChangingGivesUpWithoutOverwriting) {
         [&](ConfigDocument& document) {
             ++calls;
             test::writeFile(config_, R"({"host":)" + std::to_string(calls) + "}");
-            return registerAgent(document, "sonnet", "standard") == Registration::added;
+            return registerAgent(document, Choices{}) == Registration::added;
         },
         ConfigBackup::leaveAsItIs);
     EXPECT_EQ(result, ConfigEditResult::writeFailed);
     EXPECT_EQ(calls, kMaxConfigEditAttempts);
     EXPECT_EQ(readFile(config_), R"({"host":5})");
-    EXPECT_EQ(model_.registerPellixAgent(config_).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
 }
 
 // The host saves its own settings (without Pellix) every few milliseconds while edits run, each
@@ -173,7 +174,7 @@ TEST_F(ConfigFile, ConcurrentHostSavesAreNeverUndone) {
             config_,
             [&](ConfigDocument& document) {
                 std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
-                return registerAgent(document, "sonnet", "standard") == Registration::added;
+                return registerAgent(document, Choices{}) == Registration::added;
             },
             ConfigBackup::leaveAsItIs);
         stop = true;

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "steps/ConfigDocument.h"
-#include "steps/ConfigEdits.h"
+#include "config/ConfigDocument.h"
+#include "config/ConfigEdits.h"
 
 namespace pellix {
 namespace {
@@ -15,7 +15,7 @@ using Edit = std::function<bool(ConfigDocument&)>;
 const Edit kUnregister = [](ConfigDocument& document) { return unregisterAgent(document); };
 const Edit kDisallow = [](ConfigDocument& document) { return disallowPellix(document); };
 const Edit kRegister = [](ConfigDocument& document) {
-    return registerAgent(document, "sonnet", "standard") == Registration::added;
+    return registerAgent(document, Choices{}) == Registration::added;
 };
 const Edit kAllow = [](ConfigDocument& document) { return allowPellix(document); };
 

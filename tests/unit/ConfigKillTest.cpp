@@ -13,7 +13,7 @@
 #include "ConfigOracle.h"
 #include "FileChecks.h"
 #include "TestSupport.h"
-#include "steps/ConfigEdits.h"
+#include "config/ConfigEdits.h"
 
 namespace pellix {
 namespace {
@@ -33,7 +33,7 @@ struct Versions {
 Versions versionsAfterEdits(const std::string& original) {
     std::optional<ConfigDocument> document = ConfigDocument::parse(original);
     EXPECT_NE(document, std::nullopt);
-    registerAgent(*document, "sonnet", "standard");
+    registerAgent(*document, Choices{});
     Versions versions{document->serialize().value(), ""};
     allowPellix(*document);
     versions.allowed = document->serialize().value();
@@ -42,12 +42,12 @@ Versions versionsAfterEdits(const std::string& original) {
 
 // Runs both edits in a child process, killed with SIGKILL after `delay` unless it ends first.
 // Returns whether it was still running when killed.
-bool runInstallKilledAfter(test::TestViewModel& model, const std::string& config,
+bool runInstallKilledAfter(test::WorkerSetup& model, const std::string& config,
                            std::chrono::microseconds delay) {
     const pid_t child = ::fork();
     if (child == 0) {
-        model.registerPellixAgent(config);
-        model.addToAllowlist(config);
+        steps::registerPellixAgent(model.context(), config);
+        steps::addToAllowlist(model.context(), config);
         ::_exit(0);
     }
     const auto deadline = Clock::now() + delay;
@@ -69,7 +69,7 @@ TEST(ConfigKill, FileIsAlwaysOneOfTheThreeVersionsAndTheNextRunLeavesNoTemporary
     test::writeFile(target, original);
     fs::permissions(target, fs::perms(0640));
     fs::create_symlink("real/openclaw.json", config);
-    test::TestViewModel model(test::testPlatform(home.path()));
+    test::WorkerSetup model(test::testPlatform(home.path()));
     const Versions versions = versionsAfterEdits(original);
 
     const auto start = Clock::now();
@@ -98,8 +98,8 @@ TEST(ConfigKill, FileIsAlwaysOneOfTheThreeVersionsAndTheNextRunLeavesNoTemporary
     EXPECT_GE(seen.size(), 2u) << "the kills all landed in one phase of the run";
 
     test::writeFile(target, original);
-    EXPECT_EQ(model.registerPellixAgent(config).status, StepStatus::success);
-    EXPECT_EQ(model.addToAllowlist(config).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).status, StepStatus::success);
+    EXPECT_EQ(steps::addToAllowlist(model.context(), config).status, StepStatus::success);
     EXPECT_EQ(test::namesIn(home / "real"), std::vector<std::string>{"openclaw.json"});
     EXPECT_EQ(test::namesIn(home / ".pellix-installer"),
               (std::vector<std::string>{"openclaw.json.backup", "openclaw.json.record"}));

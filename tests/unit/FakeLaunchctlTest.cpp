@@ -9,7 +9,6 @@ namespace pellix {
 namespace {
 
 using test::TempDir;
-using test::TestViewModel;
 
 // The fake commands must answer as macOS does, or the installer's tests would prove nothing.
 class FakeLaunchctl : public ::testing::Test {
@@ -19,7 +18,7 @@ protected:
     std::string uid = std::to_string(::getuid());
     std::string label = "ai.pellix.pellix-service";
     std::string plist = temp / "job.plist";
-    TestViewModel model{test::testPlatform(temp / "home", fakeBin)};
+    Host model{test::testPlatform(temp / "home", fakeBin)};
 
     void SetUp() override {
         test::writeFile(
@@ -148,7 +147,7 @@ TEST_F(FakeLaunchctl, EveryInvocationIsLoggedWithItsArguments) {
 TEST(FakeOpenclaw, GatewayRestartSucceedsAndIsLogged) {
     TempDir temp;
     const std::string fakeBin = test::installFakeCommands(temp / "bin");
-    TestViewModel model(test::testPlatform(temp / "home", fakeBin));
+    Host model(test::testPlatform(temp / "home", fakeBin));
     EXPECT_EQ(model.shellCommand("openclaw gateway restart >/dev/null").runToCompletion(),
               (ShellResult{0, ""}));
     EXPECT_EQ(test::readFile(fakeBin + "/calls.log"), "openclaw gateway restart\n");
@@ -158,7 +157,7 @@ TEST(FakeOpenclaw, FailControlMakesTheRestartExitOne) {
     TempDir temp;
     const std::string fakeBin = test::installFakeCommands(temp / "bin");
     test::writeFile(fakeBin + "/fail-openclaw", "");
-    TestViewModel model(test::testPlatform(temp / "home", fakeBin));
+    Host model(test::testPlatform(temp / "home", fakeBin));
     EXPECT_EQ(model.shellCommand("openclaw gateway restart").runToCompletion().status, 1);
 }
 

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "FileChecks.h"
-#include "FileIo.h"
 #include "TestSupport.h"
+#include "files/FileIo.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "HomeLock.h"
+#include "files/HomeLock.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -11,8 +11,6 @@ namespace fs = std::filesystem;
 namespace pellix {
 namespace {
 
-using test::TestViewModel;
-
 // Holds each blocking job until the test lets it run, to look at the state in between.
 class ManualExecutor {
 public:
@@ -65,7 +63,7 @@ protected:
 using S = StepStatus;
 
 TEST_F(InstallPipeline, FreshInstallSucceedsOnEveryRow) {
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::complete);
     EXPECT_EQ(model.progress(), 1.0);
@@ -96,7 +94,7 @@ TEST_F(InstallPipeline, FreshInstallSucceedsOnEveryRow) {
 }
 
 TEST_F(InstallPipeline, MissingOpenClawHomeStopsOnTheFirstRow) {
-    TestViewModel model(
+    InstallerViewModel model(
         test::testPlatform(home(), fakeBin, elsewhere("absent"), sandbox.resources()));
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
@@ -111,7 +109,7 @@ TEST_F(InstallPipeline, MissingOpenClawHomeStopsOnTheFirstRow) {
 
 TEST_F(InstallPipeline, HomeWithoutWorkspaceStopsOnTheSecondRow) {
     fs::remove_all(openclawHome() + "/workspace-main");
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
     EXPECT_EQ(model.steps()[0].status, S::success);
@@ -125,7 +123,7 @@ TEST_F(InstallPipeline, HomeWithoutWorkspaceStopsOnTheSecondRow) {
 TEST_F(InstallPipeline, WithoutBundleAnEarlierInstallIsKeptAndTheRunGoesOn) {
     test::writeSampleAgent(pellixDir());
     test::writeFile(pellixDir() + "/local-notes.md", "mine");
-    TestViewModel model(platform(false));
+    InstallerViewModel model(platform(false));
     model.startInstall();
     EXPECT_EQ(model.steps()[2].status, S::success);
     EXPECT_EQ(model.steps()[2].detail, "Already present at " + pellixDir());
@@ -136,7 +134,7 @@ TEST_F(InstallPipeline, WithoutBundleAnEarlierInstallIsKeptAndTheRunGoesOn) {
 TEST_F(InstallPipeline, BundleReplacesAnEarlierInstallWhole) {
     test::writeFile(pellixDir() + "/stale-only-in-old-tree.md", "old");
     test::writeFile(pellixDir() + "/AGENTS.md", "old agents");
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.steps()[2].detail, "Installed from app bundle");
     EXPECT_FALSE(fs::exists(pellixDir() + "/stale-only-in-old-tree.md"));
@@ -145,7 +143,7 @@ TEST_F(InstallPipeline, BundleReplacesAnEarlierInstallWhole) {
 }
 
 TEST_F(InstallPipeline, CopyKeepsSymbolicLinksAsLinks) {
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_TRUE(fs::is_symlink(pellixDir() + "/skills/current"));
     EXPECT_EQ(fs::read_symlink(pellixDir() + "/skills/current"), "pellix-core");
@@ -153,7 +151,7 @@ TEST_F(InstallPipeline, CopyKeepsSymbolicLinksAsLinks) {
 
 TEST_F(InstallPipeline, BundleIntoWorkspaceWithoutAgentsFolderFailsTheCopy) {
     fs::remove_all(agentsFolder());
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
     EXPECT_EQ(model.steps()[2].status, S::failed);
@@ -164,7 +162,7 @@ TEST_F(InstallPipeline, BundleIntoWorkspaceWithoutAgentsFolderFailsTheCopy) {
 }
 
 TEST_F(InstallPipeline, NoBundleAndNoEarlierInstallStopsWithWhereToPlaceTheFiles) {
-    TestViewModel model(platform(false));
+    InstallerViewModel model(platform(false));
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
     EXPECT_EQ(model.steps()[2].detail, "No pellix-bundle in app and no existing install");
@@ -174,7 +172,7 @@ TEST_F(InstallPipeline, NoBundleAndNoEarlierInstallStopsWithWhereToPlaceTheFiles
 
 TEST_F(InstallPipeline, SessionStoreBlockedByAFileIsAWarningAndTheRunGoesOn) {
     test::writeFile(openclawHome() + "/agents", "a file where a folder should be");
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.steps()[3].status, S::warning);
     EXPECT_EQ(model.steps()[3].detail, "Could not create: Not a directory");
@@ -183,7 +181,7 @@ TEST_F(InstallPipeline, SessionStoreBlockedByAFileIsAWarningAndTheRunGoesOn) {
 
 TEST_F(InstallPipeline, UnreadableConfigStopsAtRegistrationWithTheWorkersText) {
     fs::remove(openclawHome() + "/openclaw.json");
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::error);
     EXPECT_EQ(model.steps()[4].status, S::failed);
@@ -192,14 +190,12 @@ TEST_F(InstallPipeline, UnreadableConfigStopsAtRegistrationWithTheWorkersText) {
     EXPECT_DOUBLE_EQ(model.progress(), 5.0 / 11.0);
 }
 
-class FailingAllowlist : public TestViewModel {
-public:
-    using TestViewModel::TestViewModel;
-    StepResult addToAllowlist(const std::string&) override { return {S::failed, "refused"}; }
-};
-
 TEST_F(InstallPipeline, FailedAllowlistIsShownAndTheRunStillCompletes) {
-    FailingAllowlist model(platform());
+    InstallWorkers workers;
+    workers.addToAllowlist = [](const WorkerContext&, const std::string&) {
+        return StepResult{S::failed, "refused"};
+    };
+    InstallerViewModel model(platform(), std::move(workers));
     model.startInstall();
     EXPECT_EQ(model.steps()[5].status, S::failed);
     EXPECT_EQ(model.steps()[5].detail, "refused");
@@ -209,7 +205,7 @@ TEST_F(InstallPipeline, FailedAllowlistIsShownAndTheRunStillCompletes) {
 
 TEST_F(InstallPipeline, GatewayRestartFailureIsAWarning) {
     test::writeFile(fakeBin + "/fail-openclaw", "");
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.steps()[9].status, S::warning);
     EXPECT_EQ(model.steps()[9].detail, "Restart may need manual run");
@@ -218,21 +214,19 @@ TEST_F(InstallPipeline, GatewayRestartFailureIsAWarning) {
 
 TEST_F(InstallPipeline, MissingOpenclawCommandIsAWarningToo) {
     fs::remove(fakeBin + "/openclaw");
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.startInstall();
     EXPECT_EQ(model.steps()[9].detail, "Restart may need manual run");
 }
 
-class FailingVerification : public TestViewModel {
-public:
-    using TestViewModel::TestViewModel;
-    Task<StepResult> verifyInstall(std::string) override {
-        co_return StepResult{S::failed, "nothing verified"};
-    }
-};
+Task<StepResult> failedVerification(WorkerContext, std::string) {
+    co_return StepResult{S::failed, "nothing verified"};
+}
 
 TEST_F(InstallPipeline, FailedVerificationStillEndsComplete) {
-    FailingVerification model(platform());
+    InstallWorkers workers;
+    workers.verifyInstall = failedVerification;
+    InstallerViewModel model(platform(), std::move(workers));
     model.startInstall();
     EXPECT_EQ(model.phase(), InstallerPhase::complete);
     EXPECT_EQ(model.progress(), 1.0);
@@ -244,7 +238,7 @@ TEST_F(InstallPipeline, StartInstallShowsElevenPendingRowsBeforeAnythingRuns) {
     ManualExecutor executor;
     Platform held = platform();
     held.runBlockingJob = executor.executor();
-    TestViewModel model(std::move(held));
+    InstallerViewModel model(std::move(held));
     model.setProgress(0.5);
     model.setErrorMessage("earlier failure");
     std::vector<StepStatus> firstRows;
@@ -273,7 +267,7 @@ TEST_F(InstallPipeline, EveryBlockingJobGoesThroughTheExecutor) {
         job();
         resume();
     };
-    TestViewModel model(std::move(counted));
+    InstallerViewModel model(std::move(counted));
     model.startInstall();
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
     // The copy, then which/reload/print for the service, three reloads and which for the
@@ -282,7 +276,7 @@ TEST_F(InstallPipeline, EveryBlockingJobGoesThroughTheExecutor) {
 }
 
 TEST_F(InstallPipeline, ChoicesReachTheRegistration) {
-    TestViewModel model(platform());
+    InstallerViewModel model(platform());
     model.setScanPreset("daily");
     model.setModelChoice("opus");
     model.startInstall();

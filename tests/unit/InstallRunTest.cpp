@@ -6,16 +6,14 @@
 #include <deque>
 #include <filesystem>
 
-#include "HomeLock.h"
 #include "InstallSandbox.h"
 #include "TestSupport.h"
+#include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
 
 namespace pellix {
 namespace {
-
-using test::TestViewModel;
 
 // Holds each blocking job until the test lets it run, so a run can be caught half-way.
 class HeldJobs {
@@ -52,13 +50,13 @@ TEST(InstallRun, SecondViewModelOnTheSameHomeChangesNothingAndSaysAnotherIsRunni
     HeldJobs jobs;
     Platform heldPlatform = sandbox.platform();
     heldPlatform.runBlockingJob = jobs.executor();
-    TestViewModel first(heldPlatform);
+    InstallerViewModel first(heldPlatform);
     first.startInstall();
     ASSERT_TRUE(first.installRunning());
     ASSERT_EQ(jobs.count(), 1u);  // parked on copying the agent's files
     const std::string configBefore = test::readFile(sandbox.configFile());
 
-    TestViewModel second(sandbox.platform());
+    InstallerViewModel second(sandbox.platform());
     second.startInstall();
     EXPECT_EQ(second.phase(), InstallerPhase::error);
     EXPECT_EQ(second.errorMessage(), "Another Pellix installer is already working on " +
@@ -84,7 +82,7 @@ TEST(InstallRun, LockIsHeldFromTheFirstRowToTheLast) {
     HeldJobs jobs;
     Platform platform = sandbox.platform();
     platform.runBlockingJob = jobs.executor();
-    TestViewModel model(platform);
+    InstallerViewModel model(platform);
     model.startInstall();
     std::optional<HomeLock> probe;
     while (model.phase() == InstallerPhase::installing) {
@@ -100,7 +98,7 @@ TEST(InstallRun, StopRequestFinishesTheRowUnderWayAndStartsNoOther) {
     HeldJobs jobs;
     Platform platform = sandbox.platform();
     platform.runBlockingJob = jobs.executor();
-    TestViewModel model(platform);
+    InstallerViewModel model(platform);
     model.startInstall();
     ASSERT_EQ(model.steps()[2].status, S::running);
 
@@ -122,14 +120,14 @@ TEST(InstallRun, StopRequestFinishesTheRowUnderWayAndStartsNoOther) {
 
     // The lock went with the run: a new one goes through to the end.
     Platform inline_ = sandbox.platform();
-    TestViewModel next(inline_);
+    InstallerViewModel next(inline_);
     next.startInstall();
     EXPECT_EQ(next.phase(), InstallerPhase::complete);
 }
 
 TEST(InstallRun, StopRequestWithoutARunIsIgnored) {
     test::Sandbox sandbox;
-    TestViewModel model(sandbox.platform());
+    InstallerViewModel model(sandbox.platform());
     model.requestStop();
     EXPECT_FALSE(model.stopRequested());
     model.startInstall();

@@ -3,14 +3,13 @@
 #include <filesystem>
 
 #include "TestSupport.h"
-#include "steps/PropertyLists.h"
+#include "jobs/PropertyLists.h"
 
 namespace pellix {
 namespace {
 
 namespace fs = std::filesystem;
 using test::TempDir;
-using test::TestViewModel;
 
 const StepResult kWatching{StepStatus::success,
                            "All files verified, service running — Pellix is watching 🧠"};
@@ -32,7 +31,7 @@ protected:
     std::string home = temp / "home";
     std::string fakeBin = test::installFakeCommands(temp / "bin");
     std::string pellixDir = home + "/.openclaw/workspace-main/agents/pellix-unified";
-    TestViewModel model{test::testPlatform(home, fakeBin)};
+    test::WorkerSetup model{test::testPlatform(home, fakeBin)};
 
     void writeAgentFiles() {
         for (const char* relative : kRequiredFiles) {
@@ -44,11 +43,14 @@ protected:
         const std::string plist = temp / (label + ".plist");
         test::writeFile(
             plist, "<dict>\n    <key>Label</key>\n    <string>" + label + "</string>\n</dict>");
-        const ShellResult loaded =
-            model.shellCommand("launchctl bootstrap gui/$(id -u) " + plist).runToCompletion();
+        const ShellResult loaded = model.host()
+                                       .shellCommand("launchctl bootstrap gui/$(id -u) " + plist)
+                                       .runToCompletion();
         ASSERT_EQ(loaded, (ShellResult{0, ""}));
     }
-    StepResult verify() { return model.verifyInstall(pellixDir).runToCompletion(); }
+    StepResult verify() {
+        return steps::verifyInstall(model.context(), pellixDir).runToCompletion();
+    }
 };
 
 TEST_F(InstallVerification, AllFilesAndListedServiceGiveSuccess) {
@@ -120,8 +122,8 @@ TEST_F(InstallVerification, ShellThatCannotStartReadsAsServiceNotRunning) {
     writeAgentFiles();
     Platform platform = test::testPlatform(home, fakeBin);
     platform.shell = "/nonexistent/zsh";
-    TestViewModel broken(platform);
-    EXPECT_EQ(broken.verifyInstall(pellixDir).runToCompletion(), kNeedsRestart);
+    test::WorkerSetup broken(platform);
+    EXPECT_EQ(steps::verifyInstall(broken.context(), pellixDir).runToCompletion(), kNeedsRestart);
 }
 
 }  // namespace

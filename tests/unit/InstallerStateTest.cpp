@@ -5,8 +5,6 @@
 namespace pellix {
 namespace {
 
-using test::TestViewModel;
-
 std::vector<InstallStep> elevenRows() {
     std::vector<InstallStep> rows;
     for (int i = 0; i < 11; ++i) rows.emplace_back("row " + std::to_string(i));
@@ -14,7 +12,7 @@ std::vector<InstallStep> elevenRows() {
 }
 
 TEST(InstallerState, FreshViewModelIsOnWelcomeWithStandardAndSonnet) {
-    TestViewModel model;
+    InstallerViewModel model;
     EXPECT_EQ(model.phase(), InstallerPhase::welcome);
     EXPECT_TRUE(model.steps().empty());
     EXPECT_EQ(model.progress(), 0.0);
@@ -24,11 +22,11 @@ TEST(InstallerState, FreshViewModelIsOnWelcomeWithStandardAndSonnet) {
 }
 
 TEST(InstallerState, UpdateStepAtOrPastTheEndChangesNothing) {
-    TestViewModel model;
+    InstallerViewModel model;
     model.setSteps(elevenRows());
     model.setProgress(0.25);
-    model.updateStep(11, StepStatus::failed, "x");
-    model.updateStep(40, StepStatus::failed, "x");
+    test::updateStep(model, 11, StepStatus::failed, "x");
+    test::updateStep(model, 40, StepStatus::failed, "x");
     EXPECT_EQ(model.progress(), 0.25);
     for (const InstallStep& step : model.steps()) {
         EXPECT_EQ(step.status, StepStatus::pending);
@@ -37,28 +35,44 @@ TEST(InstallerState, UpdateStepAtOrPastTheEndChangesNothing) {
 }
 
 TEST(InstallerState, UpdateStepWithNegativeIndexChangesNothing) {
-    TestViewModel model;
+    InstallerViewModel model;
     model.setSteps(elevenRows());
-    model.updateStep(-1, StepStatus::failed, "x");
+    test::updateStep(model, -1, StepStatus::failed, "x");
     EXPECT_EQ(model.progress(), 0.0);
 }
 
 TEST(InstallerState, RunningWithoutDetailKeepsTheEarlierDetail) {
-    TestViewModel model;
+    InstallerViewModel model;
     model.setSteps(elevenRows());
-    model.updateStep(3, StepStatus::warning, "earlier");
-    model.updateStep(3, StepStatus::running);
+    test::updateStep(model, 3, StepStatus::warning, "earlier");
+    test::updateStep(model, 3, StepStatus::running);
     EXPECT_EQ(model.steps()[3].status, StepStatus::running);
     EXPECT_EQ(model.steps()[3].detail, "earlier");
 }
 
 TEST(InstallerState, ProgressFollowsTheRowLastTouched) {
-    TestViewModel model;
+    InstallerViewModel model;
     model.setSteps(elevenRows());
-    model.updateStep(0, StepStatus::running);
+    test::updateStep(model, 0, StepStatus::running);
     EXPECT_DOUBLE_EQ(model.progress(), 1.0 / 11.0);
-    model.updateStep(10, StepStatus::success, "x");
+    test::updateStep(model, 10, StepStatus::success, "x");
     EXPECT_EQ(model.progress(), 1.0);
+}
+
+TEST(InstallerState, TheUpdateRuleLeavesRowsOutsideTheListAlone) {
+    std::vector<InstallStep> rows = elevenRows();
+    EXPECT_EQ(applyStepUpdate(rows, 11, StepStatus::failed, "x"), std::nullopt);
+    EXPECT_EQ(applyStepUpdate(rows, -1, StepStatus::failed, "x"), std::nullopt);
+    for (const InstallStep& step : rows) EXPECT_EQ(step.status, StepStatus::pending);
+}
+
+TEST(InstallerState, TheUpdateRuleGivesTheProgressOfTheRowTouched) {
+    std::vector<InstallStep> rows = elevenRows();
+    EXPECT_EQ(applyStepUpdate(rows, 1, StepStatus::failed, "x"), 2.0 / 11.0);
+    EXPECT_EQ(rows[1].status, StepStatus::failed);
+    EXPECT_EQ(rows[1].detail, "x");
+    EXPECT_EQ(applyStepUpdate(rows, 1, StepStatus::running, ""), 2.0 / 11.0);
+    EXPECT_EQ(rows[1].detail, "x");
 }
 
 TEST(InstallerState, StatusesCarryTheirSymbolAndColour) {
@@ -84,7 +98,7 @@ TEST(InstallerState, EachStepGetsItsOwnVersion4Uuid) {
 }
 
 TEST(InstallerState, ObserversHearBeforeTheValueIsStoredAndAfter) {
-    TestViewModel model;
+    InstallerViewModel model;
     std::string seenBefore;
     std::string seenAfter;
     model.addWillChangeObserver([&](Property p) {
@@ -99,7 +113,7 @@ TEST(InstallerState, ObserversHearBeforeTheValueIsStoredAndAfter) {
 }
 
 TEST(InstallerState, RemovedObserverIsNotCalled) {
-    TestViewModel model;
+    InstallerViewModel model;
     int calls = 0;
     const auto id = model.addWillChangeObserver([&](Property) { ++calls; });
     model.setModelChoice("opus");

@@ -11,7 +11,6 @@ namespace pellix {
 namespace {
 
 using test::Sandbox;
-using test::TestViewModel;
 
 class LaunchdJobs : public ::testing::Test {
 protected:
@@ -30,14 +29,14 @@ const std::vector<std::string> kLabels = {"ai.pellix.pellix-service", "ai.pellix
                                           "ai.pellix.pellix.tripwire-ai"};
 
 TEST_F(LaunchdJobs, NameIsLaunchd) {
-    TestViewModel model(sandbox.platform());
-    EXPECT_EQ(model.serviceManagerName().runToCompletion(), "launchd");
+    InstallerViewModel model(sandbox.platform());
+    EXPECT_EQ(test::serviceManagerName(model.host()), "launchd");
 }
 
 TEST_F(LaunchdJobs, AfterAnInstallEveryJobIsInstalledLoadedAndRunningWithItsPid) {
-    TestViewModel model(sandbox.platform());
+    InstallerViewModel model(sandbox.platform());
     model.startInstall();
-    const std::vector<JobState> jobs = model.describeJobs().runToCompletion();
+    const std::vector<JobState> jobs = test::describeJobs(model.host());
     ASSERT_EQ(jobs.size(), 4u);
     for (std::size_t i = 0; i < jobs.size(); ++i) {
         EXPECT_EQ(jobs[i].label, kLabels[i]);
@@ -51,8 +50,8 @@ TEST_F(LaunchdJobs, AfterAnInstallEveryJobIsInstalledLoadedAndRunningWithItsPid)
 }
 
 TEST_F(LaunchdJobs, NothingInstalledDescribesFourAbsentJobs) {
-    TestViewModel model(sandbox.platform());
-    for (const JobState& job : model.describeJobs().runToCompletion()) {
+    InstallerViewModel model(sandbox.platform());
+    for (const JobState& job : test::describeJobs(model.host())) {
         EXPECT_FALSE(job.fileInstalled) << job.label;
         EXPECT_FALSE(job.loaded) << job.label;
         EXPECT_FALSE(job.running) << job.label;
@@ -61,10 +60,10 @@ TEST_F(LaunchdJobs, NothingInstalledDescribesFourAbsentJobs) {
 }
 
 TEST_F(LaunchdJobs, RemovalBootsOutTheServiceUnloadsTheScannersAndDeletesTheFiles) {
-    TestViewModel model(sandbox.platform());
+    InstallerViewModel model(sandbox.platform());
     model.startInstall();
     const std::string before = sandbox.calls();
-    const std::vector<JobRemoval> removals = model.removeJobs().runToCompletion();
+    const std::vector<JobRemoval> removals = test::removeJobs(model.host());
     ASSERT_EQ(removals.size(), 4u);
     for (std::size_t i = 0; i < removals.size(); ++i) {
         EXPECT_EQ(removals[i].label, kLabels[i]);
@@ -83,17 +82,17 @@ TEST_F(LaunchdJobs, RemovalBootsOutTheServiceUnloadsTheScannersAndDeletesTheFile
 }
 
 TEST_F(LaunchdJobs, RemovingWhatIsNotThereSucceeds) {
-    TestViewModel model(sandbox.platform());
-    for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
+    InstallerViewModel model(sandbox.platform());
+    for (const JobRemoval& removal : test::removeJobs(model.host())) {
         EXPECT_TRUE(removal.removed) << removal.label << ": " << removal.detail;
     }
 }
 
 TEST_F(LaunchdJobs, LoadedJobWhoseFileIsGoneIsBootedOutByLabel) {
-    TestViewModel model(sandbox.platform());
+    InstallerViewModel model(sandbox.platform());
     model.startInstall();
     std::filesystem::remove(plist(kLabels[2]));
-    const std::vector<JobRemoval> removals = model.removeJobs().runToCompletion();
+    const std::vector<JobRemoval> removals = test::removeJobs(model.host());
     EXPECT_TRUE(removals[2].removed) << removals[2].detail;
     EXPECT_NE(sandbox.calls().find("launchctl bootout gui/" + std::to_string(::getuid()) + "/" +
                                    kLabels[2] + "\n"),
@@ -102,11 +101,11 @@ TEST_F(LaunchdJobs, LoadedJobWhoseFileIsGoneIsBootedOutByLabel) {
 }
 
 TEST_F(LaunchdJobs, JobThatLaunchdKeepsIsReportedNotRemoved) {
-    TestViewModel model(sandbox.platform());
+    InstallerViewModel model(sandbox.platform());
     model.startInstall();
     failAll("bootout");
     failAll("unload");
-    const std::vector<JobRemoval> removals = model.removeJobs().runToCompletion();
+    const std::vector<JobRemoval> removals = test::removeJobs(model.host());
     for (const JobRemoval& removal : removals) {
         EXPECT_FALSE(removal.removed) << removal.label;
         EXPECT_EQ(removal.detail, "launchd still has the job loaded");

@@ -5,14 +5,13 @@
 #include <filesystem>
 
 #include "TestSupport.h"
-#include "steps/PropertyLists.h"
+#include "jobs/PropertyLists.h"
 
 namespace pellix {
 namespace {
 
 namespace fs = std::filesystem;
 using test::TempDir;
-using test::TestViewModel;
 
 const StepResult kRunning{StepStatus::success, "Always-on service running (30s session polling)"};
 const StepResult kMayNeedLogin{StepStatus::warning,
@@ -35,8 +34,8 @@ protected:
     }
 
     StepResult install(const std::string& forHome) {
-        TestViewModel model(test::testPlatform(forHome, fakeBin));
-        return model.installLaunchdService(pellixDir).runToCompletion();
+        test::WorkerSetup model(test::testPlatform(forHome, fakeBin));
+        return steps::installAlwaysOnService(model.context(), pellixDir).runToCompletion();
     }
     StepResult install() { return install(home); }
     std::string plistIn(const std::string& forHome) const {
@@ -110,8 +109,9 @@ TEST_F(LaunchdService, PellixDirWithBlankIsWrittenVerbatimAndLoads) {
 }
 
 TEST_F(LaunchdService, OpenclawHomeFromTheEnvironmentIsWrittenOnLineTwentySeven) {
-    TestViewModel model(test::testPlatform(home, fakeBin, std::string("/srv/claw")));
-    EXPECT_EQ(model.installLaunchdService(pellixDir).runToCompletion(), kRunning);
+    test::WorkerSetup model(test::testPlatform(home, fakeBin, std::string("/srv/claw")));
+    EXPECT_EQ(steps::installAlwaysOnService(model.context(), pellixDir).runToCompletion(),
+              kRunning);
     EXPECT_EQ(test::readFile(plist()),
               servicePropertyList(pellixDir, fakeBin + "/python3", home, "/srv/claw"));
 }

@@ -1,4 +1,4 @@
-#include "OpenClawConfig.h"
+#include "config/OpenClawConfig.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -28,8 +28,9 @@ protected:
         fs::permissions(config_, fs::perms(0640));
     }
     void install() {
-        ASSERT_EQ(model_.registerPellixAgent(config_).status, StepStatus::success);
-        ASSERT_EQ(model_.addToAllowlist(config_).status, StepStatus::success);
+        ASSERT_EQ(steps::registerPellixAgent(model_.context(), config_).status,
+                  StepStatus::success);
+        ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
     }
     mode_t modeOf(const std::string& path) const {
         struct stat info {};
@@ -40,7 +41,7 @@ protected:
     test::TempDir home_;
     std::string config_ = home_ / "openclaw.json";
     std::string backup_ = home_ / ".pellix-installer/openclaw.json.backup";
-    test::TestViewModel model_{test::testPlatform(home_.path())};
+    test::WorkerSetup model_{test::testPlatform(home_.path())};
 };
 
 TEST_F(OpenClawConfig, InspectSeesNothingOfPellixBeforeAnInstall) {
@@ -53,8 +54,8 @@ TEST_F(OpenClawConfig, InspectSeesNothingOfPellixBeforeAnInstall) {
 }
 
 TEST_F(OpenClawConfig, InspectShowsTheEntryAndTheAllowlistAfterAnInstall) {
-    model_.setModelChoice("opus");
-    model_.setScanPreset("daily");
+    model_.choices.modelChoice = "opus";
+    model_.choices.scanPreset = "daily";
     install();
     const PellixConfigState state = inspectPellixConfig(config_);
     EXPECT_TRUE(state.readable);
@@ -90,7 +91,7 @@ TEST_F(OpenClawConfig, InspectCallsAFileWithTextAfterTheObjectUnreadable) {
 
 TEST_F(OpenClawConfig, NoBackupBeforeTheFirstWrite) {
     EXPECT_EQ(findConfigBackup(config_), std::nullopt);
-    EXPECT_EQ(model_.registerPellixAgent(config_).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
     const std::optional<ConfigBackupInfo> backup = findConfigBackup(config_);
     ASSERT_NE(backup, std::nullopt);
     EXPECT_EQ(backup->path, backup_);
@@ -123,7 +124,7 @@ TEST_F(OpenClawConfig, BackupIsNotReplacedByAFileThatAlreadyHoldsPellix) {
     std::string edited = readFile(config_);
     edited.replace(edited.find("\"coder\","), 8, "");
     test::writeFile(config_, edited);
-    ASSERT_EQ(model_.addToAllowlist(config_).status, StepStatus::success);
+    ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
     EXPECT_EQ(readFile(backup_), kOriginal);
 }
 

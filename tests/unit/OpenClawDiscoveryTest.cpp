@@ -11,11 +11,10 @@ namespace {
 
 using test::TempDir;
 using test::testPlatform;
-using test::TestViewModel;
 
 TEST(OpenClawDiscovery, DefaultsToDotOpenclawInTheHomeDirectory) {
     TempDir home;
-    TestViewModel model(testPlatform(home.path()));
+    InstallerViewModel model(testPlatform(home.path()));
     EXPECT_EQ(model.openclawHome(), home.path() + "/.openclaw");
     EXPECT_EQ(model.configFile(), home.path() + "/.openclaw/openclaw.json");
     EXPECT_FALSE(model.openclawExists());
@@ -26,7 +25,7 @@ TEST(OpenClawDiscovery, DefaultsToDotOpenclawInTheHomeDirectory) {
 TEST(OpenClawDiscovery, EmptyOpenclawHomeIsUsedAsItIs) {
     TempDir home;
     test::makeDirs(home / ".openclaw");
-    TestViewModel model(testPlatform(home.path(), "", std::string()));
+    InstallerViewModel model(testPlatform(home.path(), "", std::string()));
     EXPECT_EQ(model.openclawHome(), "");
     EXPECT_EQ(model.configFile(), "/openclaw.json");
     EXPECT_FALSE(model.openclawExists());
@@ -36,7 +35,7 @@ TEST(OpenClawDiscovery, EmptyOpenclawHomeIsUsedAsItIs) {
 TEST(OpenClawDiscovery, TrailingSlashGivesADoubleSlashThatStillWorks) {
     TempDir home;
     test::makeDirs(home / "oc/workspace-a");
-    TestViewModel model(testPlatform(home.path(), "", home.path() + "/oc/"));
+    InstallerViewModel model(testPlatform(home.path(), "", home.path() + "/oc/"));
     EXPECT_EQ(model.configFile(), home.path() + "/oc//openclaw.json");
     EXPECT_EQ(model.workspace(), home.path() + "/oc//workspace-a");
     EXPECT_TRUE(model.openclawExists());
@@ -45,7 +44,7 @@ TEST(OpenClawDiscovery, TrailingSlashGivesADoubleSlashThatStillWorks) {
 TEST(OpenClawDiscovery, ARegularFileCountsAsAnExistingHome) {
     TempDir home;
     test::writeFile(home / "oc", "not a folder");
-    TestViewModel model(testPlatform(home.path(), "", home / "oc"));
+    InstallerViewModel model(testPlatform(home.path(), "", home / "oc"));
     EXPECT_TRUE(model.openclawExists());
     EXPECT_EQ(model.workspace(), std::nullopt);
 }
@@ -60,7 +59,7 @@ TEST(OpenClawDiscovery, WorkspaceHoldingTheAgentWinsOverListingOrder) {
     ASSERT_EQ(listed.size(), 2u);
     test::makeDirs(oc + "/" + listed[1] + "/agents/pellix-unified");
 
-    TestViewModel model(testPlatform(home.path(), "", oc));
+    InstallerViewModel model(testPlatform(home.path(), "", oc));
     EXPECT_EQ(model.workspace(), oc + "/" + listed[1]);
 }
 
@@ -70,14 +69,14 @@ TEST(OpenClawDiscovery, WithoutAnEarlierInstallTheFirstListedWorkspaceIsChosen) 
     test::makeDirs(oc + "/workspace-a");
     test::makeDirs(oc + "/workspace-b");
     const std::string first = fs::directory_iterator(oc)->path().filename();
-    TestViewModel model(testPlatform(home.path(), "", oc));
+    InstallerViewModel model(testPlatform(home.path(), "", oc));
     EXPECT_EQ(model.workspace(), oc + "/" + first);
 }
 
 TEST(OpenClawDiscovery, OnlyQualifyingNameBeingARegularFileGivesNoWorkspace) {
     TempDir home;
     test::writeFile(home / "oc/workspace-main", "");
-    TestViewModel model(testPlatform(home.path(), "", home / "oc"));
+    InstallerViewModel model(testPlatform(home.path(), "", home / "oc"));
     EXPECT_EQ(model.workspace(), std::nullopt);
 }
 
@@ -85,7 +84,7 @@ TEST(OpenClawDiscovery, FolderNamedJustWorkspaceOrCapitalisedDoesNotQualify) {
     TempDir home;
     test::makeDirs(home / "oc/workspace");
     test::makeDirs(home / "oc/Workspace-main");
-    TestViewModel model(testPlatform(home.path(), "", home / "oc"));
+    InstallerViewModel model(testPlatform(home.path(), "", home / "oc"));
     EXPECT_EQ(model.workspace(), std::nullopt);
 }
 
@@ -94,13 +93,13 @@ TEST(OpenClawDiscovery, SymbolicLinkToAFolderCountsAsAWorkspace) {
     test::makeDirs(home / "elsewhere");
     test::makeDirs(home / "oc");
     fs::create_directory_symlink(home / "elsewhere", home / "oc/workspace-linked");
-    TestViewModel model(testPlatform(home.path(), "", home / "oc"));
+    InstallerViewModel model(testPlatform(home.path(), "", home / "oc"));
     EXPECT_EQ(model.workspace(), home / "oc/workspace-linked");
 }
 
 TEST(OpenClawDiscovery, IsEvaluatedAfreshOnEveryCall) {
     TempDir home;
-    TestViewModel model(testPlatform(home.path(), "", home / "oc"));
+    InstallerViewModel model(testPlatform(home.path(), "", home / "oc"));
     EXPECT_FALSE(model.openclawExists());
     EXPECT_EQ(model.workspace(), std::nullopt);
     test::makeDirs(home / "oc/workspace-new");

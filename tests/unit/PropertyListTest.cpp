@@ -8,14 +8,13 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "steps/PropertyLists.h"
+#include "jobs/PropertyLists.h"
 
 namespace pellix {
 namespace {
 
 namespace fs = std::filesystem;
 using test::TempDir;
-using test::TestViewModel;
 
 const std::string kHome = "/Users/ada";
 const std::string kOpenclawHome = "/Users/ada/.openclaw";
@@ -170,10 +169,11 @@ TEST(PropertyLists, FilesWrittenByTheWorkersAreReadByPlistutilAsWritten) {
     TempDir temp;
     const std::string home = temp / "home";
     const std::string fakeBin = test::installFakeCommands(temp / "bin");
-    TestViewModel model(test::testPlatform(home, fakeBin));
+    test::WorkerSetup model(test::testPlatform(home, fakeBin));
     const std::string pellixDir = home + "/.openclaw/workspace-main/agents/pellix-unified";
-    EXPECT_EQ(model.installLaunchdService(pellixDir).runToCompletion().status, StepStatus::success);
-    EXPECT_EQ(model.installScheduledScanners(pellixDir).runToCompletion().status,
+    EXPECT_EQ(steps::installAlwaysOnService(model.context(), pellixDir).runToCompletion().status,
+              StepStatus::success);
+    EXPECT_EQ(steps::installScheduledScanners(model.context(), pellixDir).runToCompletion().status,
               StepStatus::success);
     const std::string agents = home + "/Library/LaunchAgents/";
     expectParsesToItself(agents + serviceJobLabel() + ".plist");

@@ -4,14 +4,13 @@
 #include <filesystem>
 
 #include "TestSupport.h"
-#include "steps/PropertyLists.h"
+#include "jobs/PropertyLists.h"
 
 namespace pellix {
 namespace {
 
 namespace fs = std::filesystem;
 using test::TempDir;
-using test::TestViewModel;
 
 const StepResult kAllActive{StepStatus::success, "3 scheduled scanners active"};
 
@@ -29,11 +28,11 @@ protected:
         fs::permissions(fakeBin + "/python3", fs::perms::owner_all);
     }
 
-    StepResult install(TestViewModel& model) {
-        return model.installScheduledScanners(pellixDir).runToCompletion();
+    StepResult install(test::WorkerSetup& model) {
+        return steps::installScheduledScanners(model.context(), pellixDir).runToCompletion();
     }
     StepResult install(const std::string& forHome) {
-        TestViewModel model(test::testPlatform(forHome, fakeBin));
+        test::WorkerSetup model(test::testPlatform(forHome, fakeBin));
         return install(model);
     }
     StepResult install() { return install(home); }
@@ -76,8 +75,8 @@ TEST_F(ScheduledScanners, EveryWrittenFileHasTwentyEightLinesAndNoTrailingLineFe
 
 TEST_F(ScheduledScanners, ScanFrequencyChoiceLeavesTheFilesUnchanged) {
     for (const char* preset : {"daily", "vigilant"}) {
-        TestViewModel model(test::testPlatform(home, fakeBin));
-        model.setScanPreset(preset);
+        test::WorkerSetup model(test::testPlatform(home, fakeBin));
+        model.choices.scanPreset = preset;
         EXPECT_EQ(install(model), kAllActive);
         for (int job = 0; job < 3; ++job) {
             EXPECT_EQ(test::readFile(plist(job)), expectedText(job)) << preset;

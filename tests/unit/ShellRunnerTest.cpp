@@ -12,19 +12,18 @@
 #include <sstream>
 
 #include "TestSupport.h"
-#include "steps/ProcessRunner.h"
+#include "process/ProcessRunner.h"
 
 namespace pellix {
 namespace {
 
 using test::TempDir;
-using test::TestViewModel;
 
 class ShellRunner : public ::testing::Test {
 protected:
     TempDir temp;
     std::string home = temp / "home";
-    TestViewModel model{test::testPlatform(home)};
+    Host model{test::testPlatform(home)};
 
     ShellResult run(const std::string& command) {
         return model.shellCommand(command).runToCompletion();
@@ -101,7 +100,7 @@ TEST_F(ShellRunner, ChildKilledBySignalGivesTheSignalNumber) {
 TEST_F(ShellRunner, MissingShellGivesMinusOneAndTheSystemMessage) {
     Platform platform = test::testPlatform(home);
     platform.shell = "/nonexistent/zsh";
-    TestViewModel broken(platform);
+    Host broken(platform);
     EXPECT_EQ(broken.shellCommand("echo hi").runToCompletion(),
               (ShellResult{-1, "No such file or directory"}));
 }
@@ -173,7 +172,7 @@ TEST_F(ShellRunner, ChildRunsThroughThePlatformExecutor) {
         job();
         resume();
     };
-    TestViewModel counted(platform);
+    Host counted(platform);
     EXPECT_EQ(counted.shellCommand("echo hi").runToCompletion(), (ShellResult{0, "hi\n"}));
     EXPECT_EQ(jobs, 1);
 }
@@ -207,43 +206,43 @@ protected:
 };
 
 TEST_F(FindPython3, PathWithLeadingBlanksAndTrailingNewlineIsTrimmed) {
-    TestViewModel faked(platformWithShell("printf '  \\t/opt/py/bin/python3\\n\\n'"));
+    Host faked(platformWithShell("printf '  \\t/opt/py/bin/python3\\n\\n'"));
     EXPECT_EQ(faked.findPython3().runToCompletion(), "/opt/py/bin/python3");
 }
 
 TEST_F(FindPython3, UnicodeSpacesAreTrimmedToo) {
-    TestViewModel faked(platformWithShell("printf '\\302\\240/opt/py/python3\\342\\200\\250'"));
+    Host faked(platformWithShell("printf '\\302\\240/opt/py/python3\\342\\200\\250'"));
     EXPECT_EQ(faked.findPython3().runToCompletion(), "/opt/py/python3");
 }
 
 TEST_F(FindPython3, NothingPrintedGivesUsrBinPython3) {
-    TestViewModel faked(platformWithShell("printf ' \\n'; exit 1"));
+    Host faked(platformWithShell("printf ' \\n'; exit 1"));
     EXPECT_EQ(faked.findPython3().runToCompletion(), "/usr/bin/python3");
 }
 
 TEST_F(FindPython3, StatusOfWhichIsIgnored) {
-    TestViewModel faked(platformWithShell("echo /opt/py/python3; exit 1"));
+    Host faked(platformWithShell("echo /opt/py/python3; exit 1"));
     EXPECT_EQ(faked.findPython3().runToCompletion(), "/opt/py/python3");
 }
 
 TEST_F(FindPython3, NotFoundMessageIsReturnedAsThePath) {
     Platform platform = test::testPlatform(home);
     platform.childPath = temp / "empty-bin";
-    TestViewModel faked(platform);
+    Host faked(platform);
     EXPECT_EQ(faked.findPython3().runToCompletion(), "python3 not found");
 }
 
 TEST_F(FindPython3, FindsTheInterpreterFirstOnTheChildPath) {
     const std::string bin = temp / "bin";
     writeExecutable(bin + "/python3", "#!/bin/sh\n");
-    TestViewModel faked(test::testPlatform(home, bin));
+    Host faked(test::testPlatform(home, bin));
     EXPECT_EQ(faked.findPython3().runToCompletion(), bin + "/python3");
 }
 
 TEST_F(FindPython3, ShellThatCannotStartGivesItsErrorText) {
     Platform platform = test::testPlatform(home);
     platform.shell = "/nonexistent/zsh";
-    TestViewModel broken(platform);
+    Host broken(platform);
     EXPECT_EQ(broken.findPython3().runToCompletion(), "No such file or directory");
 }
 

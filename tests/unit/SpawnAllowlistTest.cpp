@@ -8,7 +8,7 @@
 #include "FileChecks.h"
 #include "TestSupport.h"
 #include "Unprivileged.h"
-#include "steps/ConfigEdits.h"
+#include "config/ConfigEdits.h"
 
 namespace pellix {
 namespace {
@@ -27,7 +27,7 @@ class SpawnAllowlist : public ::testing::Test {
 protected:
     StepResult allowIn(const std::string& before) {
         test::writeFile(config_, before);
-        return model_.addToAllowlist(config_);
+        return steps::addToAllowlist(model_.context(), config_);
     }
     json agentsAfter(const std::string& before) {
         EXPECT_EQ(allowIn(before), kAdded);
@@ -41,14 +41,14 @@ protected:
     void expectUntouchedBy(const std::string& before, const StepResult& expected) {
         test::writeFile(config_, before);
         const ino_t inode = inodeOf(config_);
-        EXPECT_EQ(model_.addToAllowlist(config_), expected);
+        EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), expected);
         EXPECT_EQ(test::readFile(config_), before);
         EXPECT_EQ(inodeOf(config_), inode);
     }
 
     test::TempDir home_;
     std::string config_ = home_ / "openclaw.json";
-    test::TestViewModel model_{test::testPlatform(home_.path())};
+    test::WorkerSetup model_{test::testPlatform(home_.path())};
 };
 
 TEST_F(SpawnAllowlist, MainByIdWithoutSubagentsGetsAllowlistHoldingOnlyPellix) {
@@ -131,7 +131,7 @@ TEST_F(SpawnAllowlist, SecondRunIsAlreadyInAllowlist) {
 }
 
 TEST_F(SpawnAllowlist, MissingFileGivesWarning) {
-    EXPECT_EQ(model_.addToAllowlist(config_), kCannotRead);
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), kCannotRead);
     EXPECT_FALSE(fs::exists(config_));
 }
 
@@ -149,15 +149,16 @@ TEST_F(SpawnAllowlist, UnreadableFileGivesWarning) {
     fs::permissions(home_.path(), fs::perms(0755));
     fs::permissions(config_, fs::perms::none);
     if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
-    EXPECT_EQ(test::runUnprivileged([this] { return model_.addToAllowlist(config_); }),
-              kCannotRead);
+    EXPECT_EQ(
+        test::runUnprivileged([this] { return steps::addToAllowlist(model_.context(), config_); }),
+        kCannotRead);
     fs::permissions(config_, fs::perms(0600));
     EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
 }
 
 TEST_F(SpawnAllowlist, DirectoryInPlaceOfTheFileGivesWarning) {
     test::makeDirs(config_);
-    EXPECT_EQ(model_.addToAllowlist(config_), kCannotRead);
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), kCannotRead);
     EXPECT_TRUE(fs::is_directory(config_));
 }
 
@@ -168,7 +169,7 @@ TEST_F(SpawnAllowlist, ReadOnlyFolderGivesSaveWarning) {
     fs::permissions(home_.path(), fs::perms(0555));
     if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
     const StepResult result =
-        test::runUnprivileged([this] { return model_.addToAllowlist(config_); });
+        test::runUnprivileged([this] { return steps::addToAllowlist(model_.context(), config_); });
     fs::permissions(home_.path(), fs::perms(0755));
     EXPECT_EQ(result, kCannotSave);
     EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
@@ -179,7 +180,7 @@ TEST_F(SpawnAllowlist, RefusedBytesGiveSaveWarningAndLeaveOldFileAndNoTemporary)
     test::writeFile(config_, before);
     const StepResult result = [&] {
         test::FileSizeLimit limit(16);
-        return model_.addToAllowlist(config_);
+        return steps::addToAllowlist(model_.context(), config_);
     }();
 
     EXPECT_EQ(result, kCannotSave);
@@ -193,7 +194,7 @@ TEST_F(SpawnAllowlist, RefusedBytesGiveSaveWarningAndLeaveOldFileAndNoTemporary)
 TEST_F(SpawnAllowlist, SuccessfulWriteKeepsOwnerOnlyPermission) {
     test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
     fs::permissions(config_, fs::perms(0600));
-    EXPECT_EQ(model_.addToAllowlist(config_), kAdded);
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), kAdded);
     EXPECT_EQ(fs::status(config_).permissions() & fs::perms::mask, fs::perms(0600));
     EXPECT_EQ(test::namesIn(home_.path()),
               (std::vector<std::string>{".pellix-installer", "openclaw.json"}));

@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::Sandbox;
-using test::TestViewModel;
 
 const std::vector<std::string> kUnits = {
     "ai.pellix.pellix-service.service",     "ai.pellix.pellix.wal.service",
@@ -56,8 +55,8 @@ TEST(ServiceManagerChoice, LaunchctlOnTheChildrensPathMeansLaunchd) {
     Sandbox sandbox;
     Platform platform = sandbox.platform();
     platform.serviceManager = ServiceManagerChoice::automatic;
-    TestViewModel model(platform);
-    EXPECT_EQ(model.serviceManagerName().runToCompletion(), "launchd");
+    InstallerViewModel model(platform);
+    EXPECT_EQ(test::serviceManagerName(model.host()), "launchd");
 }
 
 TEST(ServiceManagerChoice, NoLaunchctlMeansSystemdAndTheAnswerIsKept) {
@@ -71,18 +70,18 @@ TEST(ServiceManagerChoice, NoLaunchctlMeansSystemdAndTheAnswerIsKept) {
         job();
         resume();
     };
-    TestViewModel model(platform);
-    EXPECT_EQ(model.serviceManagerName().runToCompletion(), "systemd");
+    InstallerViewModel model(platform);
+    EXPECT_EQ(test::serviceManagerName(model.host()), "systemd");
     EXPECT_EQ(jobs, 1);
     test::installFakeCommands(sandbox.root() + "/late");
-    EXPECT_EQ(model.serviceManagerName().runToCompletion(), "systemd");
+    EXPECT_EQ(test::serviceManagerName(model.host()), "systemd");
     EXPECT_EQ(jobs, 1);
 }
 
 TEST(ServiceManagerChoice, ThePlatformCanFixSystemdEvenWhereLaunchctlIsFound) {
     Sandbox sandbox;
-    TestViewModel model(systemdPlatform(sandbox, sandbox.root() + "/runtime"));
-    EXPECT_EQ(model.serviceManagerName().runToCompletion(), "systemd");
+    InstallerViewModel model(systemdPlatform(sandbox, sandbox.root() + "/runtime"));
+    EXPECT_EQ(test::serviceManagerName(model.host()), "systemd");
 }
 
 class SystemdWithoutManager : public ::testing::Test {
@@ -99,7 +98,7 @@ protected:
 };
 
 TEST_F(SystemdWithoutManager, UnitsAreWrittenRowsWarnAndOneNoticeSaysHowToStartThem) {
-    TestViewModel model(systemdPlatform(sandbox, runtime, &notices));
+    InstallerViewModel model(systemdPlatform(sandbox, runtime, &notices));
     model.startInstall();
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
     EXPECT_EQ(model.steps()[7].status, StepStatus::warning);
@@ -122,7 +121,7 @@ TEST_F(SystemdWithoutManager, UnitsAreWrittenRowsWarnAndOneNoticeSaysHowToStartT
 
 TEST_F(SystemdWithoutManager, XdgConfigHomeChoosesTheUnitFolder) {
     const std::string configHome = sandbox.root() + "/config";
-    TestViewModel model(systemdPlatform(sandbox, runtime, &notices, configHome));
+    InstallerViewModel model(systemdPlatform(sandbox, runtime, &notices, configHome));
     model.startInstall();
     EXPECT_EQ(unitFilesIn(configHome + "/systemd/user"), sorted(kUnits));
     EXPECT_FALSE(fs::exists(sandbox.home() + "/.config/systemd"));
@@ -130,26 +129,26 @@ TEST_F(SystemdWithoutManager, XdgConfigHomeChoosesTheUnitFolder) {
 
 TEST_F(SystemdWithoutManager, UnwritableUnitFolderGivesTheWriteTexts) {
     test::writeFile(sandbox.home() + "/.config", "a file where the folder goes");
-    TestViewModel model(systemdPlatform(sandbox, runtime, &notices));
+    InstallerViewModel model(systemdPlatform(sandbox, runtime, &notices));
     model.startInstall();
     EXPECT_EQ(model.steps()[7].detail, "Could not write plist — install manually");
     EXPECT_EQ(model.steps()[8].detail, "0/3 scanners installed");
     // Nothing can be there, so there is nothing to remove.
-    for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
+    for (const JobRemoval& removal : test::removeJobs(model.host())) {
         EXPECT_TRUE(removal.removed) << removal.label;
         EXPECT_EQ(removal.detail, "") << removal.label;
     }
 }
 
 TEST_F(SystemdWithoutManager, DescribeAndRemoveWorkOnTheFilesAlone) {
-    TestViewModel model(systemdPlatform(sandbox, runtime, &notices));
+    InstallerViewModel model(systemdPlatform(sandbox, runtime, &notices));
     model.startInstall();
-    for (const JobState& job : model.describeJobs().runToCompletion()) {
+    for (const JobState& job : test::describeJobs(model.host())) {
         EXPECT_TRUE(job.fileInstalled) << job.label;
         EXPECT_FALSE(job.loaded) << job.label;
         EXPECT_FALSE(job.running) << job.label;
     }
-    for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
+    for (const JobRemoval& removal : test::removeJobs(model.host())) {
         EXPECT_TRUE(removal.removed) << removal.label << ": " << removal.detail;
     }
     EXPECT_EQ(unitFilesIn(sandbox.home() + "/.config/systemd/user"), std::vector<std::string>{});
@@ -166,7 +165,7 @@ protected:
 };
 
 TEST_F(SystemdUnderUserManager, InstallDescribeRemoveAndRemoveAgain) {
-    TestViewModel model(systemdPlatform(sandbox, manager.runtimeDirectory(), &notices));
+    InstallerViewModel model(systemdPlatform(sandbox, manager.runtimeDirectory(), &notices));
     model.startInstall();
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
     EXPECT_EQ(model.steps()[7].detail, "Always-on service running (30s session polling)");
@@ -175,7 +174,7 @@ TEST_F(SystemdUnderUserManager, InstallDescribeRemoveAndRemoveAgain) {
               "All files verified, service running — Pellix is watching 🧠");
     EXPECT_EQ(notices, std::vector<std::string>{});
 
-    const std::vector<JobState> jobs = model.describeJobs().runToCompletion();
+    const std::vector<JobState> jobs = test::describeJobs(model.host());
     ASSERT_EQ(jobs.size(), 4u);
     EXPECT_TRUE(jobs[0].fileInstalled && jobs[0].loaded && jobs[0].running);
     ASSERT_TRUE(jobs[0].pid.has_value());
@@ -186,17 +185,17 @@ TEST_F(SystemdUnderUserManager, InstallDescribeRemoveAndRemoveAgain) {
         EXPECT_NE(jobs[i].lastRun, "") << jobs[i].label;
     }
 
-    for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
+    for (const JobRemoval& removal : test::removeJobs(model.host())) {
         EXPECT_TRUE(removal.removed) << removal.label << ": " << removal.detail;
     }
     EXPECT_EQ(unitFilesIn(sandbox.home() + "/.config/systemd/user"), std::vector<std::string>{});
     // disable --now waits for the stop, and the manager reaps what it stopped.
     EXPECT_FALSE(fs::exists("/proc/" + std::to_string(*jobs[0].pid)));
     EXPECT_EQ(manager.systemctl("list-units --all --no-legend 'ai.pellix*'").output, "");
-    for (const JobState& job : model.describeJobs().runToCompletion()) {
+    for (const JobState& job : test::describeJobs(model.host())) {
         EXPECT_FALSE(job.fileInstalled || job.loaded || job.running) << job.label;
     }
-    for (const JobRemoval& removal : model.removeJobs().runToCompletion()) {
+    for (const JobRemoval& removal : test::removeJobs(model.host())) {
         EXPECT_TRUE(removal.removed) << removal.label << ": " << removal.detail;
     }
 }

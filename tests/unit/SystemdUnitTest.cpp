@@ -5,8 +5,8 @@
 #include <string>
 
 #include "TestSupport.h"
-#include "steps/ProcessRunner.h"
-#include "steps/SystemdUnits.h"
+#include "jobs/SystemdUnits.h"
+#include "process/ProcessRunner.h"
 
 namespace pellix {
 namespace {

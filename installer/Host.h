@@ -1,0 +1,51 @@
+#pragma once
+// The machine an install runs on, as the core sees it. Every external command goes through here:
+// through the platform's shell with exactly its PATH and HOME, a time limit, and as a blocking job
+// on the platform's executor, so the window keeps painting while a child runs. It also finds
+// python3, chooses the service manager once, and restarts the OpenClaw gateway.
+// Owned by one thread (the UI thread in the window, the main thread in a command); its tasks
+// resume there.
+
+#include <memory>
+#include <string>
+
+#include "InstallerTypes.h"
+#include "Platform.h"
+#include "Task.h"
+
+namespace pellix {
+
+class ServiceManager;
+
+class Host {
+public:
+    explicit Host(Platform platform);
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+    ~Host();
+
+    const Platform& platform() const { return platform_; }
+    std::string homeDirectory() const { return platform_.homeDirectory(); }
+    // One line for the person at the terminal, outside any checklist.
+    void notice(const std::string& line) const { platform_.notice(line); }
+
+    // `command` run by the shell as an ordinary command: a minute at most.
+    Task<ShellResult> shellCommand(std::string command);
+    // The same with the time limit and environment of its kind.
+    Task<ShellResult> runCommand(std::string command, CommandKind kind);
+    // `openclaw gateway restart`, with the longer time limit a gateway restart gets.
+    Task<ShellResult> restartOpenClawGateway();
+    // What `which python3` prints, trimmed; "/usr/bin/python3" when it prints nothing.
+    Task<std::string> findPython3();
+
+    // launchd where the children's shell finds `launchctl`, else the user's systemd, unless the
+    // platform fixes the choice. Chosen on first use and kept for the host's life.
+    Task<ServiceManager*> serviceManager();
+
+private:
+    Platform platform_;
+    std::unique_ptr<ServiceManager> serviceManager_;
+    bool shellNoticeGiven_ = false;
+};
+
+}  // namespace pellix

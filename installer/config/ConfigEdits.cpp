@@ -1,0 +1,84 @@
+#include "config/ConfigEdits.h"
+
+#include <algorithm>
+#include <initializer_list>
+
+namespace pellix {
+
+namespace {
+
+constexpr const char* kPellix = "pellix";
+
+JsonValue stringArray(std::initializer_list<const char*> texts, JsonAllocator& allocator) {
+    JsonValue array(rapidjson::kArrayType);
+    for (const char* text : texts) array.PushBack(stringValue(text, allocator), allocator);
+    return array;
+}
+
+JsonValue pellixEntry(const Choices& choices, JsonAllocator& allocator) {
+    const std::string model = modelIdentifier(choices.modelChoice);
+    JsonValue entry(rapidjson::kObjectType);
+    const auto add = [&](const char* key, JsonValue value) {
+        entry.AddMember(stringValue(key, allocator), value.Move(), allocator);
+    };
+    add("name", stringValue(kPellix, allocator));
+    add("description", stringValue("Behavioral drift detection & AI conscience", allocator));
+    add("model", stringValue(model, allocator));
+    add("heartbeatIntervalMinutes", JsonValue(heartbeatMinutes(choices.scanPreset)));
+    add("heartbeatModel", stringValue(model, allocator));
+    add("agentsDir", stringValue("agents/pellix-unified", allocator));
+    add("tools", stringArray({"read", "web_fetch", "exec", "message"}, allocator));
+    return entry;
+}
+
+}  // namespace
+
+Registration registerAgent(ConfigDocument& document, const Choices& choices) {
+    if (pellixEntryOf(document.root()) != nullptr) return Registration::alreadyRegistered;
+    JsonValue entry = pellixEntry(choices, document.allocator());
+    agentListForEditing(document).PushBack(entry.Move(), document.allocator());
+    return Registration::added;
+}
+
+bool unregisterAgent(ConfigDocument& document) {
+    if (pellixEntryOf(document.root()) == nullptr) return false;
+    // The list the entries are in, not agentListForEditing's: moving the list to another key
+    // would be a change of its own.
+    JsonValue& list = *const_cast<JsonValue*>(findAgentList(document.root()));
+    list.Erase(std::remove_if(list.Begin(), list.End(), isPellixEntry), list.End());
+    return true;
+}
+
+bool allowPellix(ConfigDocument& document) {
+    const JsonValue* list = findAgentList(document.root());
+    const JsonValue* found = mainAgentOf(document.root());
+    if (found == nullptr) return false;
+    if (const JsonValue* names = trustedAllowAgentsOf(*found);
+        names != nullptr && std::any_of(names->Begin(), names->End(), isPellixName)) {
+        return false;
+    }
+    const auto index = static_cast<rapidjson::SizeType>(found - list->Begin());
+    JsonAllocator& allocator = document.allocator();
+    JsonValue& mainAgent = agentListForEditing(document)[index];
+    JsonValue* subagents = member(mainAgent, "subagents");
+    if (subagents == nullptr || !subagents->IsObject()) {
+        subagents =
+            &setMember(mainAgent, "subagents", JsonValue(rapidjson::kObjectType), allocator);
+    }
+    JsonValue* allowAgents = const_cast<JsonValue*>(trustedAllowAgentsOf(mainAgent));
+    if (allowAgents == nullptr) {
+        allowAgents =
+            &setMember(*subagents, "allowAgents", JsonValue(rapidjson::kArrayType), allocator);
+    }
+    allowAgents->PushBack(stringValue(kPellix, allocator), allocator);
+    return true;
+}
+
+bool disallowPellix(ConfigDocument& document) {
+    if (!isAllowlisted(document.root())) return false;
+    JsonValue* names = const_cast<JsonValue*>(mainAgentAllowAgents(document.root()));
+    names->Erase(std::remove_if(names->Begin(), names->End(), isPellixName), names->End());
+    return true;
+}
+
+}  // namespace pellix

@@ -1,0 +1,131 @@
+#include "config/ConfigTransaction.h"
+
+#include <new>
+#include <utility>
+
+#include "config/AgentList.h"
+#include "config/ConfigBackup.h"
+
+namespace pellix {
+
+namespace {
+
+bool stillTheVersionRead(const std::string& target, const ConfigVersion& read) {
+    const std::optional<FileIdentity> now = currentIdentity(target);
+    if (!read.identity || !now) return !read.identity && !now;
+    if (!(*now == *read.identity)) return false;
+    // The same identity can still hide a rewrite within one tick of the clock.
+    const std::optional<ContentHash> content = hashFile(target);
+    return content && *content == read.content;
+}
+
+struct WorkedOut {
+    ConfigEditResult result = ConfigEditResult::writeFailed;
+    ConfigVersion read;
+    mode_t mode = 0;
+    bool mentionedPellix = false;
+    std::string output;
+};
+
+WorkedOut endedWith(ConfigEditResult result) {
+    WorkedOut worked;
+    worked.result = result;
+    return worked;
+}
+
+// One read, parse and decision. The document is gone when this returns, so the peak holds the
+// file's bytes and the document, then the document and the output, never all three.
+WorkedOut readAndWorkOut(const std::string& path, const ConfigChange& change) {
+    WorkedOut worked;
+    std::optional<FileSnapshot> snapshot = readFileSnapshot(path, kMaxConfigBytes);
+    if (!snapshot) return endedWith(ConfigEditResult::unreadable);
+    worked.read = {snapshot->identity, hashBytes(snapshot->bytes)};
+    worked.mode = snapshot->identity.mode & 07777;
+    try {
+        std::optional<ConfigDocument> document = ConfigDocument::parse(snapshot->bytes);
+        std::string().swap(snapshot->bytes);
+        if (!document) return endedWith(ConfigEditResult::unreadable);
+        worked.mentionedPellix = mentionsPellix(document->root());
+        ConfigChangeDecision decision = change(*document, worked.read.content);
+        switch (decision.action) {
+            case ConfigChangeDecision::Action::keep:
+                return endedWith(ConfigEditResult::unchanged);
+            case ConfigChangeDecision::Action::fail:
+                return endedWith(ConfigEditResult::writeFailed);
+            case ConfigChangeDecision::Action::write:
+                worked.output = std::move(decision.bytes);
+        }
+    } catch (const std::bad_alloc&) {
+        return endedWith(ConfigEditResult::writeFailed);
+    }
+    worked.result = ConfigEditResult::written;
+    return worked;
+}
+
+}  // namespace
+
+ConfigChangeDecision ConfigChangeDecision::printed(const ConfigDocument& document) {
+    std::optional<std::string> output = document.serialize();
+    if (!output) return {Action::fail, {}};
+    return write(std::move(*output));
+}
+
+std::optional<ConfigDocument> loadConfig(const std::string& path) {
+    std::optional<FileSnapshot> snapshot = readFileSnapshot(path, kMaxConfigBytes);
+    if (!snapshot) return std::nullopt;
+    return ConfigDocument::parse(snapshot->bytes);
+}
+
+ConfigEditResult changeConfigFile(const std::string& path, const ConfigChange& change,
+                                  ConfigBackup backup) {
+    for (int attempt = 0; attempt < kMaxConfigEditAttempts; ++attempt) {
+        WorkedOut worked = readAndWorkOut(path, change);
+        if (worked.result != ConfigEditResult::written) return worked.result;
+        if (backup == ConfigBackup::takeBeforeWriting) {
+            const BackupResult taken =
+                takeBackupIfDue(path, worked.read.content, worked.mode, worked.mentionedPellix);
+            if (taken == BackupResult::fileChanged) continue;
+            if (taken == BackupResult::failed) return ConfigEditResult::writeFailed;
+        }
+        switch (replaceConfig(path, worked.output, worked.read)) {
+            case ReplaceResult::replaced:
+                return ConfigEditResult::written;
+            case ReplaceResult::fileChanged:
+                continue;
+            case ReplaceResult::failed:
+                return ConfigEditResult::writeFailed;
+        }
+    }
+    return ConfigEditResult::writeFailed;
+}
+
+ConfigEditResult editConfigFile(const std::string& path, const ConfigEdit& edit,
+                                ConfigBackup backup) {
+    return changeConfigFile(
+        path,
+        [&edit](ConfigDocument& document, const ContentHash&) {
+            return edit(document) ? ConfigChangeDecision::printed(document)
+                                  : ConfigChangeDecision::keepFile();
+        },
+        backup);
+}
+
+ReplaceResult replaceConfig(const std::string& path, const std::string& bytes,
+                            const ConfigVersion& read, std::optional<mode_t> mode,
+                            std::error_code* error) {
+    std::error_code failure;
+    if (!recordOwnVersion(path, hashBytes(bytes))) {
+        failure = std::make_error_code(std::errc::io_error);
+    } else {
+        const std::string target = resolveTarget(path);
+        failure = writeFileAtomically(path, bytes,
+                                      {mode, [&] { return stillTheVersionRead(target, read); }});
+    }
+    if (failure == std::errc::operation_canceled) return ReplaceResult::fileChanged;
+    if (error != nullptr) *error = failure;
+    if (failure) return ReplaceResult::failed;
+    removeStaleTemporaries(path);
+    return ReplaceResult::replaced;
+}
+
+}  // namespace pellix

@@ -1,0 +1,140 @@
+#include "config/OpenClawConfig.h"
+
+#include <sys/stat.h>
+
+#include <new>
+#include <utility>
+
+#include "config/ConfigBackup.h"
+#include "config/ConfigDocument.h"
+#include "config/ConfigEdits.h"
+#include "config/ConfigTransaction.h"
+#include "files/ContentHash.h"
+#include "files/FileIo.h"
+
+namespace pellix {
+
+namespace {
+
+std::string textOf(const JsonValue* value) {
+    return value != nullptr && value->IsString()
+               ? std::string(value->GetString(), value->GetStringLength())
+               : std::string();
+}
+
+bool exists(const std::string& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+// A backup is there when its record says it was taken and the copy is still on disk.
+bool backupExists(const BackupRecord& record, const std::string& copy) {
+    return !record.takenAt.empty() && exists(copy);
+}
+
+// The backup's bytes in place of the file, when the file is still the one the installer wrote
+// and the backup differs from it; nothing otherwise.
+std::optional<std::string> backupToPutBack(const std::string& configPath,
+                                           const ContentHash& current) {
+    const BackupRecord record = readBackupRecord(configPath);
+    if (record.takenAt.empty() || !isInstallersOwnVersion(record, current)) return std::nullopt;
+    std::optional<std::string> bytes =
+        readWholeFile(backupPathsFor(configPath).copy, kMaxConfigBytes);
+    if (!bytes || hashBytes(*bytes) == current) return std::nullopt;
+    return bytes;
+}
+
+// Where the file being replaced by a restore is kept: beside it, named after the time.
+std::string asidePathFor(const std::string& configPath) {
+    const std::string base = configPath + ".before-restore-" + utcTimestamp(true);
+    std::string path = base;
+    for (int n = 2; exists(path); ++n) path = base + "-" + std::to_string(n);
+    return path;
+}
+
+}  // namespace
+
+PellixConfigState inspectPellixConfig(const std::string& configPath) {
+    PellixConfigState state;
+    std::optional<ConfigDocument> document;
+    try {
+        document = loadConfig(configPath);
+    } catch (const std::bad_alloc&) {
+    }
+    if (!document) return state;
+    state.readable = true;
+    if (const JsonValue* entry = pellixEntryOf(document->root())) {
+        state.registered = true;
+        state.model = textOf(member(*entry, "model"));
+        const JsonValue* minutes = member(*entry, "heartbeatIntervalMinutes");
+        if (minutes != nullptr && minutes->IsNumber()) {
+            state.heartbeatMinutes = document->numberText(*minutes);
+        }
+    }
+    state.hasMainAgent = mainAgentOf(document->root()) != nullptr;
+    state.allowlisted = isAllowlisted(document->root());
+    return state;
+}
+
+std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath) {
+    const BackupRecord record = readBackupRecord(configPath);
+    const std::string copy = backupPathsFor(configPath).copy;
+    if (!backupExists(record, copy)) return std::nullopt;
+    return ConfigBackupInfo{copy, record.takenAt};
+}
+
+ConfigRemoval removePellixFromConfig(const std::string& configPath) {
+    if (!exists(configPath)) return ConfigRemoval::nothingToRemove;
+    ConfigRemoval outcome = ConfigRemoval::removed;
+    const auto takeOut = [&](ConfigDocument& document, const ContentHash& read) {
+        const bool unregistered = unregisterAgent(document);
+        if (!(disallowPellix(document) || unregistered)) return ConfigChangeDecision::keepFile();
+        if (std::optional<std::string> backup = backupToPutBack(configPath, read)) {
+            outcome = ConfigRemoval::restoredBackup;
+            return ConfigChangeDecision::write(std::move(*backup));
+        }
+        outcome = ConfigRemoval::removed;
+        return ConfigChangeDecision::printed(document);
+    };
+    switch (changeConfigFile(configPath, takeOut, ConfigBackup::leaveAsItIs)) {
+        case ConfigEditResult::written:
+            return outcome;
+        case ConfigEditResult::unchanged:
+            return ConfigRemoval::nothingToRemove;
+        case ConfigEditResult::unreadable:
+            return ConfigRemoval::unreadable;
+        case ConfigEditResult::writeFailed:
+            break;
+    }
+    return ConfigRemoval::writeFailed;
+}
+
+ConfigRestoreResult restoreConfigBackup(const std::string& configPath) {
+    const BackupRecord record = readBackupRecord(configPath);
+    const std::string copy = backupPathsFor(configPath).copy;
+    if (!backupExists(record, copy)) return {ConfigRestore::noBackup, "", ""};
+    std::optional<std::string> bytes = readWholeFile(copy, kMaxConfigBytes);
+    if (!bytes) return {ConfigRestore::failed, "", "Cannot read the backup at " + copy};
+
+    ConfigRestoreResult result{ConfigRestore::restored, "", ""};
+    ConfigVersion read;
+    if (std::optional<FileIdentity> identity = currentIdentity(configPath)) {
+        const std::optional<ContentHash> content = hashFile(configPath);
+        result.keptAsidePath = asidePathFor(configPath);
+        const std::error_code error =
+            copyFileAtomically(configPath, result.keptAsidePath, identity->mode & 07777, content);
+        if (!content || error) {
+            const std::string reason = error ? error.message() : "the file cannot be read";
+            return {ConfigRestore::failed, "", "Cannot keep the current file aside: " + reason};
+        }
+        read = {identity, *content};
+    }
+    std::error_code error;
+    if (replaceConfig(configPath, *bytes, read, record.mode, &error) != ReplaceResult::replaced) {
+        const std::string reason = error ? error.message() : "openclaw.json changed meanwhile";
+        return {ConfigRestore::failed, result.keptAsidePath, reason};
+    }
+    return result;
+}
+
+}  // namespace pellix

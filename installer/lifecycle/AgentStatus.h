@@ -1,0 +1,56 @@
+#pragma once
+// What of the agent is installed in one OpenClaw home, part by part, and what is wrong with it:
+// the status command and the window show it, and the uninstall decides from it whether there is
+// anything to do. Runs on the host's thread; its file work goes to the host's executor.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Host.h"
+#include "InstallerTypes.h"
+#include "OpenClawLayout.h"
+#include "Task.h"
+#include "config/OpenClawConfig.h"
+
+namespace pellix {
+
+// The host's own judgement of openclaw.json, from `openclaw config validate`.
+struct ConfigValidation {
+    enum class Verdict { valid, invalid, notChecked };
+    Verdict verdict = Verdict::notChecked;
+    std::string detail;  // the first line of its output when invalid; why when not checked
+};
+std::string_view toString(ConfigValidation::Verdict verdict);
+
+struct AgentStatus {
+    std::string openclawHome;
+    std::string configFile;
+    std::optional<std::string> pellixDir;   // the agent's tree, when one is there
+    std::vector<std::string> missingFiles;  // required files absent from pellixDir
+    PellixConfigState config;
+    std::string serviceManager;
+    std::vector<JobState> jobs;  // the service, then the three scanners
+    std::string sessionStore;
+    bool sessionStorePresent = false;
+    std::optional<ConfigBackupInfo> backup;
+    ConfigValidation validation;
+    std::vector<std::string> problems;  // each one a sentence naming the part; empty when healthy
+
+    // Anything of the agent present: its tree, its entry or allowlist item, a job file or job.
+    // The session store and the backup are left behind on purpose, so they do not count.
+    bool installed() const;
+};
+
+// Looks at everything; runs `openclaw config validate` only when something is installed and
+// `askTheHost` is true. `layout` and `host` must outlive the task.
+Task<AgentStatus> gatherAgentStatus(const OpenClawLayout& layout, Host& host,
+                                    bool askTheHost = true);
+
+// The judgement of the host's validate command from its result.
+ConfigValidation judgeValidation(const ShellResult& result);
+
+// The first line of a command's output that is not blank, without its leading blanks.
+std::string firstLine(const std::string& output);
+
+}  // namespace pellix

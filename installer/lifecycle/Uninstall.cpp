@@ -1,0 +1,120 @@
+#include "lifecycle/Uninstall.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "files/HomeLock.h"
+#include "jobs/ServiceManager.h"
+#include "lifecycle/AgentStatus.h"
+
+namespace fs = std::filesystem;
+
+namespace pellix {
+
+namespace {
+
+std::vector<PartResult> removeAgentTrees(const OpenClawLayout& layout) {
+    std::vector<PartResult> results;
+    // One tree per workspace at most; the bound only guards against a tree that will not go.
+    for (int round = 0; round < 64; ++round) {
+        const auto pellixDir = layout.installedPellixDir();
+        if (!pellixDir) break;
+        std::error_code error;
+        // remove_all removes a symbolic link itself, never what it points to.
+        fs::remove_all(fs::path(*pellixDir), error);
+        if (error) {
+            results.push_back({*pellixDir, StepStatus::failed, error.message()});
+            break;
+        }
+        results.push_back({*pellixDir, StepStatus::success, "removed"});
+    }
+    return results;
+}
+
+PartResult handleSessionStore(const std::string& store, bool purge) {
+    std::error_code error;
+    if (!purge) {
+        const bool present = fs::exists(fs::symlink_status(fs::path(store), error));
+        return {store, StepStatus::success,
+                present ? "kept (--purge deletes it)" : "not there, nothing to keep"};
+    }
+    fs::remove_all(fs::path(store), error);
+    if (error) return {store, StepStatus::failed, "could not be deleted: " + error.message()};
+    std::error_code ignored;
+    // The agent's folder goes too, but only when the store was all it held.
+    fs::remove(fs::path(store).parent_path(), ignored);
+    return {store, StepStatus::success, "deleted"};
+}
+
+struct RemovedFiles {
+    std::vector<PartResult> agentFiles;
+    ConfigRemoval config = ConfigRemoval::nothingToRemove;
+};
+
+}  // namespace
+
+std::vector<std::string> UninstallReport::problems() const {
+    std::vector<std::string> found;
+    const auto collect = [&found](const PartResult& part) {
+        if (part.status == StepStatus::failed) found.push_back(part.name + ": " + part.detail);
+    };
+    for (const PartResult& part : jobs) collect(part);
+    for (const PartResult& part : agentFiles) collect(part);
+    if (config == ConfigRemoval::unreadable) {
+        found.push_back("openclaw.json: cannot be read as JSON; left as it was");
+    } else if (config == ConfigRemoval::writeFailed) {
+        found.push_back("openclaw.json: could not be written; left as it was");
+    }
+    collect(sessionStore);
+    return found;
+}
+
+Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
+                                     UninstallOptions options) {
+    UninstallReport report;
+    std::optional<HomeLock> lock;
+    if (HomeLock::tryAcquire(layout.openclawHome(), lock) == HomeLock::Outcome::busy) {
+        report.homeBusy = true;
+        co_return report;
+    }
+    report.wasInstalled = (co_await gatherAgentStatus(layout, host, false)).installed();
+    if (report.wasInstalled) {
+        ServiceManager* manager = co_await host.serviceManager();
+        const std::vector<JobRemoval> removals = co_await removeAgentJobs(*manager);
+        for (const JobRemoval& removal : removals) {
+            report.jobs.push_back({removal.label,
+                                   removal.removed ? StepStatus::success : StepStatus::failed,
+                                   removal.removed ? "stopped and removed" : removal.detail});
+        }
+        auto removeFiles = [&layout] {
+            // A home without openclaw.json has no entry to take out: nothingToRemove.
+            return RemovedFiles{removeAgentTrees(layout),
+                                removePellixFromConfig(layout.configFile())};
+        };
+        RemovedFiles removed =
+            co_await runBlocking(host.platform().runBlockingJob, std::move(removeFiles));
+        report.agentFiles = std::move(removed.agentFiles);
+        report.config = removed.config;
+    }
+    report.sessionStore = handleSessionStore(layout.sessionsDirectory(), options.purge);
+    // Only a changed host needs its gateway to pick up the change.
+    if (report.wasInstalled) report.gatewayRestart = co_await host.restartOpenClawGateway();
+    co_return report;
+}
+
+std::string_view toString(ConfigRemoval removal) {
+    switch (removal) {
+        case ConfigRemoval::removed:
+            return "removed";
+        case ConfigRemoval::restoredBackup:
+            return "restoredBackup";
+        case ConfigRemoval::nothingToRemove:
+            return "nothingToRemove";
+        case ConfigRemoval::unreadable:
+            return "unreadable";
+        default:
+            return "writeFailed";
+    }
+}
+
+}  // namespace pellix

@@ -1,0 +1,49 @@
+#pragma once
+// Taking the agent out of one OpenClaw home, part by part, each part's result kept for the front
+// end to show: the four jobs, the agent's tree, its entry and allowlist item in openclaw.json,
+// the session store (kept unless purged), then a gateway restart. A home with nothing of the
+// agent in it is left exactly as it is. Runs on the host's thread; holds the home's lock.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Host.h"
+#include "InstallerTypes.h"
+#include "OpenClawLayout.h"
+#include "Task.h"
+#include "config/OpenClawConfig.h"
+
+namespace pellix {
+
+struct UninstallOptions {
+    bool purge = false;  // delete the session store too
+};
+
+// One part of the uninstall: what it is about (a job label, a path) and how it went.
+struct PartResult {
+    std::string name;
+    StepStatus status = StepStatus::success;
+    std::string detail;
+};
+
+struct UninstallReport {
+    bool homeBusy = false;  // another installer works on the home: nothing was touched
+    bool wasInstalled = false;
+    std::vector<PartResult> jobs;
+    std::vector<PartResult> agentFiles;
+    std::optional<ConfigRemoval> config;  // none when openclaw.json was not looked at
+    PartResult sessionStore;
+    std::optional<ShellResult> gatewayRestart;  // none when the gateway was left alone
+
+    // Each part that could not be removed, as "<part>: <why>"; empty when all went.
+    std::vector<std::string> problems() const;
+};
+
+// `layout` and `host` must outlive the task.
+Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
+                                     UninstallOptions options);
+
+std::string_view toString(ConfigRemoval removal);
+
+}  // namespace pellix
