@@ -25,8 +25,6 @@ struct AgentJob {
     bool alwaysOn() const { return intervalSeconds == 0; }
 };
 
-using ScannerJob = AgentJob;
-
 inline constexpr AgentJob kServiceJob = {
     ".pellix-service",
     true,

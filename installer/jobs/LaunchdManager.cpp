@@ -37,8 +37,7 @@ public:
 
         const std::string label = jobLabel(job.labelSuffix);
         const std::string plist = agentsFolder + "/" + label + ".plist";
-        const std::string text = servicePropertyList(values.pellixDir, values.interpreter,
-                                                     values.home, values.openclawHome);
+        const std::string text = propertyList(job, values);
         if (writeFileAtomically(plist, text)) co_return ServiceInstall{};
 
         // Booting out first makes a second install safe; the pause lets launchd finish the
@@ -59,8 +58,7 @@ public:
         // The always-on service step has created this folder; if it could not, every write fails.
         const std::string plist =
             launchAgentsFolder(values.home) + "/" + jobLabel(job.labelSuffix) + ".plist";
-        const std::string text =
-            scannerPropertyList(job, values.interpreter, values.pellixDir, values.home);
+        const std::string text = propertyList(job, values);
         if (writeFileAtomically(plist, text)) co_return false;
         co_await context_.run("launchctl unload " + plist + " 2>/dev/null; launchctl load " + plist,
                               CommandKind::ordinary);

@@ -1,7 +1,8 @@
 #pragma once
-// The texts of the four launchd job files: the always-on service and the three scheduled
-// scanners. Written from fixed templates rather than a serialiser so the layout is exactly ours.
-// Pure functions of their arguments, safe on any thread.
+// The launchd property list of each of the agent's four jobs, rendered from the job table
+// (AgentJobs.h) into a fixed template rather than by a serialiser, so the layout is exactly ours:
+// four blanks per level, no final line feed, values inserted verbatim. Pure functions of their
+// arguments, safe on any thread.
 
 #include <string>
 
@@ -12,11 +13,8 @@ namespace pellix {
 // `home` followed by "/Library/LaunchAgents".
 std::string launchAgentsFolder(const std::string& home);
 
-std::string servicePropertyList(const std::string& pellixDir, const std::string& python,
-                                const std::string& home, const std::string& openclawHome);
-
-// `interpreter` stands on the first ProgramArguments line: kBashPath or the python3 path.
-std::string scannerPropertyList(const ScannerJob& job, const std::string& interpreter,
-                                const std::string& pellixDir, const std::string& home);
+// The always-on service is kept alive and sees OPENCLAW_HOME; a scanner runs every
+// `intervalSeconds`. Either starts when loaded and logs into the agent's ops folder.
+std::string propertyList(const AgentJob& job, const JobValues& values);
 
 }  // namespace pellix

@@ -43,8 +43,8 @@ protected:
     }
     std::string plist() const { return plistIn(home); }
     std::string expectedText(const std::string& forHome) const {
-        return servicePropertyList(pellixDir, fakeBin + "/python3", forHome,
-                                   forHome + "/.openclaw");
+        return propertyList(kServiceJob,
+                            {pellixDir, fakeBin + "/python3", forHome, forHome + "/.openclaw"});
     }
     std::string calls() const { return test::readFile(fakeBin + "/calls.log"); }
     std::string loadCalls(const std::string& path) const {
@@ -113,7 +113,7 @@ TEST_F(LaunchdService, OpenclawHomeFromTheEnvironmentIsWrittenOnLineTwentySeven)
     EXPECT_EQ(steps::installAlwaysOnService(model.context(), pellixDir).runToCompletion(),
               kRunning);
     EXPECT_EQ(test::readFile(plist()),
-              servicePropertyList(pellixDir, fakeBin + "/python3", home, "/srv/claw"));
+              propertyList(kServiceJob, {pellixDir, fakeBin + "/python3", home, "/srv/claw"}));
 }
 
 // The unquoted path splits in two, so nothing gets loaded; launchd's "not found" reply names the

@@ -25,8 +25,8 @@ std::string golden(const std::string& name) {
     return test::readFile(std::string(PELLIX_TEST_DATA_DIR) + "/plists/" + name);
 }
 
-std::string scannerText(const ScannerJob& job, const std::string& pellixDir = kPellixDir) {
-    return scannerPropertyList(job, job.runByPython ? kPython : kBashPath, pellixDir, kHome);
+std::string scannerText(const AgentJob& job, const std::string& pellixDir = kPellixDir) {
+    return propertyList(job, {pellixDir, job.runByPython ? kPython : kBashPath, kHome, ""});
 }
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -75,12 +75,12 @@ void expectParsesToItself(const std::string& path) {
 }
 
 TEST(PropertyLists, ServiceTextMatchesGoldenByteForByte) {
-    EXPECT_EQ(servicePropertyList(kPellixDir, kPython, kHome, kOpenclawHome),
+    EXPECT_EQ(propertyList(kServiceJob, {kPellixDir, kPython, kHome, kOpenclawHome}),
               golden("ai.pellix.pellix-service.plist"));
 }
 
 TEST(PropertyLists, ScannerTextsMatchGoldensByteForByte) {
-    for (const ScannerJob& job : kScannerJobs) {
+    for (const AgentJob& job : kScannerJobs) {
         const std::string label = jobLabel(job.labelSuffix);
         EXPECT_EQ(scannerText(job), golden(label + ".plist")) << label;
     }
@@ -89,7 +89,7 @@ TEST(PropertyLists, ScannerTextsMatchGoldensByteForByte) {
 TEST(PropertyLists, GoldensAreReadByPlistutilAsWritten) {
     expectParsesToItself(std::string(PELLIX_TEST_DATA_DIR) +
                          "/plists/ai.pellix.pellix-service.plist");
-    for (const ScannerJob& job : kScannerJobs) {
+    for (const AgentJob& job : kScannerJobs) {
         expectParsesToItself(std::string(PELLIX_TEST_DATA_DIR) + "/plists/" +
                              jobLabel(job.labelSuffix) + ".plist");
     }
@@ -103,13 +103,13 @@ TEST(PropertyLists, LabelsShareOnePrefix) {
 }
 
 TEST(PropertyLists, ServiceTextHasThirtyLinesAndNoTrailingLineFeed) {
-    const std::string text = servicePropertyList(kPellixDir, kPython, kHome, kOpenclawHome);
+    const std::string text = propertyList(kServiceJob, {kPellixDir, kPython, kHome, kOpenclawHome});
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 29);
     EXPECT_TRUE(text.ends_with("\n</plist>"));
 }
 
 TEST(PropertyLists, ScannerTextsHaveTwentyEightLinesAndNoTrailingLineFeed) {
-    for (const ScannerJob& job : kScannerJobs) {
+    for (const AgentJob& job : kScannerJobs) {
         const std::string text = scannerText(job);
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 27);
         EXPECT_TRUE(text.ends_with("\n</plist>"));
@@ -117,9 +117,9 @@ TEST(PropertyLists, ScannerTextsHaveTwentyEightLinesAndNoTrailingLineFeed) {
 }
 
 TEST(PropertyLists, IndentationIsBlanksNeverTabs) {
-    EXPECT_EQ(servicePropertyList(kPellixDir, kPython, kHome, kOpenclawHome).find('\t'),
+    EXPECT_EQ(propertyList(kServiceJob, {kPellixDir, kPython, kHome, kOpenclawHome}).find('\t'),
               std::string::npos);
-    for (const ScannerJob& job : kScannerJobs)
+    for (const AgentJob& job : kScannerJobs)
         EXPECT_EQ(scannerText(job).find('\t'), std::string::npos);
 }
 
@@ -131,7 +131,7 @@ TEST(PropertyLists, LineTwoIsTheAppleDoctype) {
 
 TEST(PropertyLists, OpenclawHomeStandsOnLineTwentySeven) {
     const auto lines =
-        linesOf(servicePropertyList(kPellixDir, kPython, kHome, "/custom/claw home"));
+        linesOf(propertyList(kServiceJob, {kPellixDir, kPython, kHome, "/custom/claw home"}));
     EXPECT_EQ(lines[25], "        <key>OPENCLAW_HOME</key>");
     EXPECT_EQ(lines[26], "        <string>/custom/claw home</string>");
 }
@@ -146,7 +146,7 @@ TEST(PropertyLists, PellixDirWithBlankIsKeptVerbatimAndStaysValid) {
     TempDir temp;
     const std::string pellixDir = "/Users/ada/My Agents/pellix-unified";
     test::writeFile(temp / "service.plist",
-                    servicePropertyList(pellixDir, kPython, kHome, kOpenclawHome));
+                    propertyList(kServiceJob, {pellixDir, kPython, kHome, kOpenclawHome}));
     test::writeFile(temp / "scanner.plist", scannerText(kScannerJobs[2], pellixDir));
     expectParsesToItself(temp / "service.plist");
     expectParsesToItself(temp / "scanner.plist");
@@ -158,7 +158,8 @@ TEST(PropertyLists, PellixDirWithBlankIsKeptVerbatimAndStaysValid) {
 // Paths go in unescaped, so an ampersand makes a file no parser accepts; that is accepted.
 TEST(PropertyLists, ValuesAreNotXmlEscaped) {
     TempDir temp;
-    const std::string text = servicePropertyList("/Users/ada/R&D", kPython, kHome, kOpenclawHome);
+    const std::string text =
+        propertyList(kServiceJob, {"/Users/ada/R&D", kPython, kHome, kOpenclawHome});
     EXPECT_NE(text.find("<string>/Users/ada/R&D/scripts/pellix-service.py</string>"),
               std::string::npos);
     test::writeFile(temp / "service.plist", text);
@@ -177,7 +178,7 @@ TEST(PropertyLists, FilesWrittenByTheWorkersAreReadByPlistutilAsWritten) {
               StepStatus::success);
     const std::string agents = home + "/Library/LaunchAgents/";
     expectParsesToItself(agents + serviceJobLabel() + ".plist");
-    for (const ScannerJob& job : kScannerJobs) {
+    for (const AgentJob& job : kScannerJobs) {
         expectParsesToItself(agents + jobLabel(job.labelSuffix) + ".plist");
     }
 }

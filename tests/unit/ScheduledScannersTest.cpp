@@ -43,9 +43,10 @@ protected:
     }
     std::string plist(int job) const { return plist(job, home); }
     std::string expectedText(int job, const std::string& forHome) const {
-        const ScannerJob& scanner = kScannerJobs[job];
-        return scannerPropertyList(scanner, scanner.runByPython ? fakeBin + "/python3" : kBashPath,
-                                   pellixDir, forHome);
+        const AgentJob& scanner = kScannerJobs[job];
+        return propertyList(
+            scanner,
+            {pellixDir, scanner.runByPython ? fakeBin + "/python3" : kBashPath, forHome, ""});
     }
     std::string expectedText(int job) const { return expectedText(job, home); }
     std::string reloadCalls(int job) const {
