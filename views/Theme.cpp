@@ -51,9 +51,23 @@ QFont systemFont(int pixelSize, QFont::Weight weight) {
     return font;
 }
 
+QStringList monospacedFamilies() {
+    return {QStringLiteral("SF Mono"),         QStringLiteral("Menlo"),
+            QStringLiteral("Monaco"),          QStringLiteral("DejaVu Sans Mono"),
+            QStringLiteral("Liberation Mono"), QStringLiteral("Noto Sans Mono"),
+            QStringLiteral("Noto Mono"),       QStringLiteral("Ubuntu Mono"),
+            QStringLiteral("Cascadia Mono"),   QStringLiteral("Courier New")};
+}
+
 QFont monospacedFont(int pixelSize) {
-    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    // Named, not left to the platform's fixed font: on Linux that is fontconfig's "monospace",
+    // which some desktops map to Noto Sans Mono, a font without the fixed-pitch flag that Qt
+    // then matches past. Each family here is monospaced in fact; the style hint is the last
+    // resort where none is installed.
+    QFont font;
+    font.setFamilies(monospacedFamilies());
     font.setStyleHint(QFont::Monospace);
+    font.setFixedPitch(true);
     font.setPixelSize(pixelSize);
     return font;
 }

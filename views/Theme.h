@@ -6,6 +6,7 @@
 #include <QColor>
 #include <QFont>
 #include <QString>
+#include <QStringList>
 
 #include "InstallerTypes.h"
 
@@ -22,6 +23,9 @@ QString css(const QColor& color);
 
 // A macOS point is one logical pixel, so "system size N" is pixel size N.
 QFont systemFont(int pixelSize, QFont::Weight weight = QFont::Normal);
+// The families the monospaced font is chosen from, in order of preference: macOS's, then the
+// common Linux ones.
+QStringList monospacedFamilies();
 QFont monospacedFont(int pixelSize);
 QFont emojiFont(int pixelSize);
 

@@ -1,6 +1,9 @@
 // The complete screen: fixed texts whatever the run was like, the monospaced purple path, and
 // "Done" ending the application's event loop.
 
+#include <QFontDatabase>
+#include <algorithm>
+
 #include "CompleteView.h"
 #include "UiTestSupport.h"
 
@@ -18,6 +21,20 @@ QStringList shownTexts(QWidget* screen) {
     for (QAbstractButton* button : screen->findChildren<QAbstractButton*>())
         texts << button->text();
     return texts;
+}
+
+// Whether every character of `text` advances as far as the first in `font`.
+bool equalAdvances(const QFont& font, const QString& text) {
+    const QFontMetricsF metrics(font);
+    const qreal first = metrics.horizontalAdvance(text.front());
+    return std::all_of(text.begin(), text.end(),
+                       [&](QChar c) { return metrics.horizontalAdvance(c) == first; });
+}
+
+QString printableAscii() {
+    QString text;
+    for (char c = '!'; c <= '~'; ++c) text += QLatin1Char(c);
+    return text;
 }
 
 }  // namespace
@@ -70,7 +87,10 @@ private slots:
         QVERIFY(app.showAndActivate());
         QTRY_VERIFY(qobject_cast<CompleteView*>(uitest::shownScreen(app.window())));
         auto* path = must<QLabel>(&app.window(), "watchListPath");
-        QVERIFY(QFontInfo(path->font()).fixedPitch());
+        // What a user sees: every character of the path as wide as the next, whatever
+        // fontconfig calls "monospace" here.
+        QVERIFY2(equalAdvances(path->font(), path->text()),
+                 qPrintable(QFontInfo(path->font()).family()));
         QCOMPARE(path->font().pixelSize(), 11);
         QCOMPARE(path->palette().color(QPalette::WindowText), theme::color(NamedColor::purple));
         auto* next = must<QLabel>(&app.window(), "nextStep");
@@ -79,6 +99,20 @@ private slots:
         QCOMPARE(path->mapTo(&app.window(), QPoint()).y() -
                      (next->mapTo(&app.window(), QPoint()).y() + next->height()),
                  6);
+    }
+
+    void pathFontIsChosenFromFamiliesThatAreMonospacedInFact() {
+        const QStringList installed = QFontDatabase::families();
+        QStringList present;
+        for (const QString& family : theme::monospacedFamilies()) {
+            if (!installed.contains(family)) continue;
+            present << family;
+            QFont font(family);
+            font.setPixelSize(11);
+            QVERIFY2(equalAdvances(font, printableAscii()), qPrintable(family));
+        }
+        if (present.isEmpty()) QSKIP("none of the monospaced families is installed here");
+        QCOMPARE(QFontInfo(theme::monospacedFont(11)).family(), present.front());
     }
 
     void fontsSpacingsAndTheDoneButtonFollowTheLayout() {
