@@ -19,22 +19,30 @@ configure_file(debian/changelog.in "${staged}/changelog" @ONLY)
 pellix_gzip_file("${staged}/changelog" "${staged}/changelog.gz")
 list(APPEND generated_files "${staged}/pellix-installer.1.gz" "${staged}/changelog.gz")
 
-install(FILES "${staged}/pellix-installer.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
-install(FILES pellix-installer.bash-completion RENAME pellix-installer
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
-install(FILES debian/copyright "${staged}/changelog.gz"
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${PELLIX_PACKAGE_NAME}")
-install(FILES debian/${PELLIX_PACKAGE_NAME}.lintian-overrides RENAME ${PELLIX_PACKAGE_NAME}
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides")
+# What both packages carry, each under its own package name where Debian wants one.
+foreach(component IN LISTS PELLIX_PACKAGE_COMPONENTS)
+    set(package "${PELLIX_PACKAGE_NAME_${component}}")
+    install(FILES "${staged}/pellix-installer.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
+            COMPONENT ${component})
+    install(FILES pellix-installer.bash-completion RENAME pellix-installer
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions"
+            COMPONENT ${component})
+    install(FILES debian/copyright "${staged}/changelog.gz"
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package}" COMPONENT ${component})
+    install(FILES debian/${package}.lintian-overrides RENAME ${package}
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT ${component})
+endforeach()
 
-if(PELLIX_BUILD_GUI)
+# The window's own files, in the full package only.
+if("full" IN_LIST PELLIX_PACKAGE_COMPONENTS)
     configure_file(ai.pellix.installer.metainfo.xml.in "${staged}/ai.pellix.installer.metainfo.xml"
                    @ONLY)
-    install(FILES ai.pellix.installer.desktop DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
+    install(FILES ai.pellix.installer.desktop DESTINATION "${CMAKE_INSTALL_DATADIR}/applications"
+            COMPONENT full)
     install(FILES "${staged}/ai.pellix.installer.metainfo.xml"
-            DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo" COMPONENT full)
     install(FILES "${PELLIX_ICON_SVG}"
-            DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps")
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps" COMPONENT full)
     find_program(PELLIX_RSVG_CONVERT rsvg-convert)
     if(PELLIX_RSVG_CONVERT)
         foreach(size 16 24 32 48 64 128 256)
@@ -46,7 +54,8 @@ if(PELLIX_BUILD_GUI)
                 DEPENDS "${PELLIX_ICON_SVG}" VERBATIM)
             list(APPEND generated_files "${png}")
             install(FILES "${png}"
-                    DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps")
+                    DESTINATION "${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps"
+                    COMPONENT full)
         endforeach()
     else()
         message(STATUS "rsvg-convert not found (Debian: librsvg2-bin): the package's icon is the "

@@ -137,23 +137,5 @@ TEST_F(CommandLine, FailedInstallExitsOneAndExplainsOnStandardError) {
     }
 }
 
-TEST_F(CommandLine, WindowWithoutADisplaySaysSoAndExitsTwoWithoutAbort) {
-#if !defined(PELLIX_TEST_WITH_GUI)
-    GTEST_SKIP() << "this build has no window: without arguments it installs";
-#elif defined(__APPLE__)
-    GTEST_SKIP() << "macOS always has its window server";
-#else
-    // runInstaller gives the binary only HOME, PATH and OPENCLAW_HOME: no DISPLAY, no
-    // WAYLAND_DISPLAY, no QT_QPA_PLATFORM.
-    const auto outcome = run({});
-    EXPECT_EQ(outcome.exitStatus, 2) << "134 would be Qt's abort";
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err,
-              "pellix-installer: no display to open the installer window on (DISPLAY and "
-              "WAYLAND_DISPLAY are not set); to install from the terminal, run: "
-              "pellix-installer install\n");
-#endif
-}
-
 }  // namespace
 }  // namespace pellix

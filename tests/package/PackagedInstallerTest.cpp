@@ -123,6 +123,20 @@ TEST_P(PackagedInstaller, HelpPrintsTheUsage) {
     EXPECT_EQ(outcome.err, "");
 }
 
+TEST_P(PackagedInstaller, WindowWithoutADisplaySaysSoAndExitsTwoWithoutAbort) {
+    if (!GetParam().window)
+        GTEST_SKIP() << "this package has no window: without arguments it installs";
+    // runInstaller gives the binary only HOME, PATH and OPENCLAW_HOME: no DISPLAY, no
+    // WAYLAND_DISPLAY, no QT_QPA_PLATFORM.
+    const auto outcome = test::runInstaller(executable(), {}, root / "home", {});
+    EXPECT_EQ(outcome.exitStatus, 2) << "134 would be Qt's abort";
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              "pellix-installer: no display to open the installer window on (DISPLAY and "
+              "WAYLAND_DISPLAY are not set); to install from the terminal, run: "
+              "pellix-installer install\n");
+}
+
 TEST_P(PackagedInstaller, WholeInstallRunsFromTheUnpackedTreeWithItsBundle) {
     const std::string home = root / "home";
     const std::string openclawHome = home + "/.openclaw";

@@ -269,5 +269,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::AccessibilityTest)
+PELLIX_UI_TEST(pellix::AccessibilityTest);
 #include "AccessibilityTest.moc"

@@ -153,5 +153,5 @@ private:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::ChecklistFollowTest)
+PELLIX_UI_TEST(pellix::ChecklistFollowTest);
 #include "ChecklistFollowTest.moc"

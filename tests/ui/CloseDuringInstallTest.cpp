@@ -149,5 +149,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::CloseDuringInstallTest)
+PELLIX_UI_TEST(pellix::CloseDuringInstallTest);
 #include "CloseDuringInstallTest.moc"

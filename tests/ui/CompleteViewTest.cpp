@@ -153,5 +153,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::CompleteViewTest)
+PELLIX_UI_TEST(pellix::CompleteViewTest);
 #include "CompleteViewTest.moc"

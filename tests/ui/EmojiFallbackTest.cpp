@@ -78,24 +78,24 @@ private slots:
 
 }  // namespace pellix
 
-int main(int argc, char** argv) {
-    // Before anything reads the font configuration: only the plain fonts exist for this process.
-    QTemporaryDir config;
+namespace {
+
+// Before anything reads the font configuration: only the plain fonts exist for this process.
+void hidePlainFontsOnly() {
+    static QTemporaryDir config;
     const QString file = config.filePath(QStringLiteral("fonts.conf"));
     QFile out(file);
-    if (!out.open(QIODevice::WriteOnly)) return 1;
+    if (!out.open(QIODevice::WriteOnly)) std::abort();
     out.write(QStringLiteral("<?xml version=\"1.0\"?>\n<!DOCTYPE fontconfig SYSTEM \"fonts.dtd\">\n"
                              "<fontconfig><dir>%1</dir><cachedir>%2</cachedir></fontconfig>\n")
                   .arg(QString::fromLatin1(pellix::kPlainFonts), config.path())
                   .toUtf8());
     out.close();
     ::setenv("FONTCONFIG_FILE", file.toLocal8Bit().constData(), 1);
-    pellix::uitest::useHeadlessPlatformUnlessChosen();
-    QApplication app(argc, argv);
-    QApplication::setAttribute(Qt::AA_Use96Dpi, true);
-    pellix::theme::applyApplicationAppearance(app);
-    pellix::EmojiFallbackTest test;
-    return QTest::qExec(&test, argc, argv);
 }
+
+}  // namespace
+
+PELLIX_UI_TEST_BEFORE_APPLICATION(pellix::EmojiFallbackTest, hidePlainFontsOnly);
 
 #include "EmojiFallbackTest.moc"

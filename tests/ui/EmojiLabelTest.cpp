@@ -77,5 +77,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::EmojiLabelTest)
+PELLIX_UI_TEST(pellix::EmojiLabelTest);
 #include "EmojiLabelTest.moc"

@@ -137,5 +137,5 @@ private:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::ErrorViewTest)
+PELLIX_UI_TEST(pellix::ErrorViewTest);
 #include "ErrorViewTest.moc"

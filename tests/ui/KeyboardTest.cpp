@@ -160,5 +160,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::KeyboardTest)
+PELLIX_UI_TEST(pellix::KeyboardTest);
 #include "KeyboardTest.moc"

@@ -72,5 +72,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::ScreenshotTest)
+PELLIX_UI_TEST(pellix::ScreenshotTest);
 #include "ScreenshotTest.moc"

@@ -100,8 +100,22 @@ private:
     std::unique_ptr<ContentView> window_;
 };
 
+// The window tests share one executable (UiTestMain.cpp): each test class registers itself under
+// its own name, and the executable runs the class its first argument names.
+// `beforeApplication`, when given, runs before the QApplication exists (to set up fontconfig, say).
+using UiTestFactory = std::function<std::unique_ptr<QObject>()>;
+bool registerUiTest(const char* qualifiedName, UiTestFactory factory,
+                    std::function<void()> beforeApplication = {});
+int runRegisteredUiTest(int argc, char** argv);
+
 }  // namespace pellix::uitest
 
+#define PELLIX_UI_TEST(TestClass) PELLIX_UI_TEST_BEFORE_APPLICATION(TestClass, {})
+#define PELLIX_UI_TEST_BEFORE_APPLICATION(TestClass, beforeApplication)        \
+    static const bool pellixRegisteredUiTest = pellix::uitest::registerUiTest( \
+        #TestClass, [] { return std::unique_ptr<QObject>(new TestClass); }, beforeApplication)
+
+// A window test built as an executable of its own.
 #define PELLIX_UI_TEST_MAIN(TestClass)                     \
     int main(int argc, char** argv) {                      \
         pellix::uitest::useHeadlessPlatformUnlessChosen(); \

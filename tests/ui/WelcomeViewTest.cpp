@@ -267,5 +267,5 @@ private:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::WelcomeViewTest)
+PELLIX_UI_TEST(pellix::WelcomeViewTest);
 #include "WelcomeViewTest.moc"

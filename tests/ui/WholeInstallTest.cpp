@@ -154,5 +154,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::WholeInstallTest)
+PELLIX_UI_TEST(pellix::WholeInstallTest);
 #include "WholeInstallTest.moc"

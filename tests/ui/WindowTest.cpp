@@ -139,5 +139,5 @@ private slots:
 
 }  // namespace pellix
 
-PELLIX_UI_TEST_MAIN(pellix::WindowTest)
+PELLIX_UI_TEST(pellix::WindowTest);
 #include "WindowTest.moc"

@@ -98,9 +98,6 @@ TEST(LargeConfigFile, ThirtyMegabytesAreRegisteredAllowedReadAgainAndPutBack) {
 }
 
 TEST(LargeConfigFile, HundredMegabytesAreRegisteredAllowedAndReadAgain) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "100 MB under the sanitizers takes minutes; the dev build runs this test";
-#endif
     test::TempDir home(largeFileFolder());
     const std::string config = home / "openclaw.json";
     test::WorkerSetup model(test::testPlatform(home.path()));

@@ -17,7 +17,13 @@ if ! ls /usr/share/dbus-1/services/org.a11y.Bus.service >/dev/null 2>&1; then
     exit 77
 fi
 
-exec dbus-run-session -- sh -c '
+# A runtime folder of its own: the AT-SPI bus puts its socket there (else in ~/.cache/at-spi,
+# shared by every run), so runs side by side never meet.
+runtime=$(mktemp -d "${TMPDIR:-/tmp}/pellix-a11y-XXXXXX")
+trap 'rm -rf "$runtime"' EXIT INT TERM
+export XDG_RUNTIME_DIR="$runtime"
+
+dbus-run-session -- sh -c '
     dbus-send --session --print-reply --dest=org.a11y.Bus /org/a11y/bus \
         org.freedesktop.DBus.Properties.Set string:org.a11y.Status string:IsEnabled \
         variant:boolean:true >/dev/null || exit 1

@@ -1,0 +1,1 @@
+// Builds the tests' shared precompiled header (TestPch.h); holds no code of its own.
