@@ -56,8 +56,9 @@ Run measure(std::vector<std::string> arguments, const std::string& output) {
 int editInPlace(const std::string& config) {
     pellix::test::WorkerSetup setup(pellix::test::testPlatform("/nonexistent"));
     const pellix::StepResult registered =
-        pellix::steps::registerPellixAgent(setup.context(), config);
-    const pellix::StepResult allowed = pellix::steps::addToAllowlist(setup.context(), config);
+        pellix::steps::registerPellixAgent(setup.context(), config).runToCompletion();
+    const pellix::StepResult allowed =
+        pellix::steps::addToAllowlist(setup.context(), config).runToCompletion();
     std::printf("%s\n%s\n", registered.detail.c_str(), allowed.detail.c_str());
     return registered.status == pellix::StepStatus::success &&
                    allowed.detail == "Added to main agent's spawn allowlist"

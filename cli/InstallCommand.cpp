@@ -34,6 +34,55 @@ private:
     std::map<std::string, StepStatus> printed_;
 };
 
+void writeVerdict(JsonOutput& json, const HostVerdict& verdict) {
+    json.key("verdict").text(toString(verdict.kind));
+    json.key("reason").text(verdict.reason);
+}
+
+// What the run found out besides its rows.
+void writeRecord(JsonOutput& json, const InstallRecord& record) {
+    json.key("registration");
+    if (record.registration) {
+        json.beginObject();
+        json.key("form").textOrNull(record.registration->form.empty()
+                                        ? std::nullopt
+                                        : std::optional(record.registration->form));
+        json.key("host").textOrNull(record.registration->host.empty()
+                                        ? std::nullopt
+                                        : std::optional(record.registration->host));
+        writeVerdict(json, record.registration->verdict);
+        json.endObject();
+    } else {
+        json.null();
+    }
+    json.key("allowlistRefused");
+    if (record.allowlistRefused) {
+        json.beginObject();
+        writeVerdict(json, *record.allowlistRefused);
+        json.endObject();
+    } else {
+        json.null();
+    }
+    json.key("gatewayConfigRefused").textOrNull(record.gatewayConfigRefused);
+}
+
+// The same in lines, after the rows: only what a row could not say.
+void printRecord(std::ostream& out, const InstallRecord& record) {
+    if (record.registration && !record.registration->host.empty() &&
+        !record.registration->form.empty()) {
+        out << record.registration->host << ": registered in " << record.registration->form << "\n";
+    }
+    if (record.allowlistRefused) {
+        out << "OpenClaw rejects the allowlist change (" << record.allowlistRefused->reason
+            << "); openclaw.json was left as it was.\n";
+    }
+    if (record.gatewayConfigRefused) {
+        out << "OpenClaw did not restart: " << *record.gatewayConfigRefused
+            << ". To put openclaw.json back as it was before the install, run: "
+               "pellix-installer restore-config\n";
+    }
+}
+
 std::string summary(const InstallerViewModel& model) {
     JsonOutput json;
     json.beginObject();
@@ -50,7 +99,9 @@ std::string summary(const InstallerViewModel& model) {
         json.key("detail").text(step.detail);
         json.endObject();
     }
-    json.endArray().endObject();
+    json.endArray();
+    writeRecord(json, model.record());
+    json.endObject();
     return json.str();
 }
 
@@ -89,8 +140,9 @@ int installCommand(const CommandOptions& options, Platform platform, const Conso
     const bool installed = model.phase() == InstallerPhase::complete;
     if (options.json) {
         console.out << summary(model);
-    } else if (installed) {
-        printClosing(console.out, model.steps());
+    } else {
+        printRecord(console.out, model.record());
+        if (installed) printClosing(console.out, model.steps());
     }
     if (!installed) console.err << "Installation failed: " << model.errorMessage() << '\n';
     return toInt(installed ? ExitCode::done : ExitCode::failed);

@@ -32,6 +32,7 @@ void writeConfig(JsonOutput& json, const PellixConfigState& config) {
     json.key("config").beginObject();
     json.key("readable").boolean(config.readable);
     json.key("registered").boolean(config.registered);
+    json.key("form").textOrNull(config.registered ? std::optional(config.form) : std::nullopt);
     json.key("model").textOrNull(config.registered ? std::optional(config.model) : std::nullopt);
     // The interval as the file writes it, so a number too large for a double stays exact.
     json.key("heartbeatIntervalMinutes");
@@ -75,8 +76,8 @@ std::string statusJson(const AgentStatus& status) {
         json.null();
     }
     json.key("configValidation").beginObject();
-    json.key("verdict").text(toString(status.validation.verdict));
-    json.key("detail").text(status.validation.detail);
+    json.key("verdict").text(toString(status.validation.kind));
+    json.key("detail").text(status.validation.reason);
     json.endObject();
     json.key("problems").beginArray();
     for (const std::string& problem : status.problems) json.text(problem);
@@ -100,7 +101,7 @@ std::string describeJob(const JobState& job) {
 
 std::string describeConfig(const PellixConfigState& config) {
     if (!config.readable) return "cannot be read";
-    std::string text = config.registered ? "registered" : "not registered";
+    std::string text = config.registered ? "registered in " + config.form : "not registered";
     if (config.registered) {
         text += " (model " + (config.model.empty() ? std::string("not set") : config.model);
         if (!config.heartbeatMinutes.empty()) text += ", every " + config.heartbeatMinutes + " min";
@@ -128,8 +129,8 @@ void printStatus(std::ostream& out, const AgentStatus& status, bool colour) {
         << (status.backup ? status.backup->path + " (taken " + status.backup->takenAt + ")"
                           : std::string("none"))
         << "\n";
-    out << "  Config check:   " << toString(status.validation.verdict)
-        << (status.validation.detail.empty() ? "" : ": " + status.validation.detail) << "\n";
+    out << "  Config check:   " << toString(status.validation.kind)
+        << (status.validation.reason.empty() ? "" : ": " + status.validation.reason) << "\n";
     if (status.problems.empty()) {
         out << "Healthy.\n";
         return;

@@ -5,7 +5,7 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
-#include "lifecycle/AgentStatus.h"
+#include "OpenClawCommands.h"
 #include "lifecycle/Uninstall.h"
 
 namespace pellix {
@@ -22,6 +22,8 @@ std::string configLine(ConfigRemoval removal) {
             return "nothing of Pellix in it";
         case ConfigRemoval::unreadable:
             return "cannot be read as JSON; left as it was";
+        case ConfigRemoval::rejected:
+            return "OpenClaw rejects it without Pellix; left as it was";
         default:
             return "could not be written; left as it was";
     }
@@ -40,7 +42,8 @@ void printUninstall(const Console& console, const UninstallReport& result, bool 
     }
     if (result.config) {
         const bool ok = *result.config != ConfigRemoval::unreadable &&
-                        *result.config != ConfigRemoval::writeFailed;
+                        *result.config != ConfigRemoval::writeFailed &&
+                        *result.config != ConfigRemoval::rejected;
         printLine(console, ok ? StepStatus::success : StepStatus::failed,
                   "openclaw.json: " + configLine(*result.config));
     }

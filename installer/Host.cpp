@@ -5,7 +5,6 @@
 #include <chrono>
 
 #include "jobs/ServiceManager.h"
-#include "process/ProcessRunner.h"
 #include "process/Utf8.h"
 
 namespace pellix {
@@ -43,12 +42,7 @@ Task<ShellResult> Host::runCommand(std::string command, CommandKind kind) {
     const std::string shell = platform_.shell;
     const std::string childPath = platform_.childPath;
     const std::string home = homeDirectory();
-    ChildLimits limits;
-    limits.timeLimit = kind == CommandKind::gatewayRestart ? platform_.gatewayRestartTimeLimit
-                                                           : platform_.commandTimeLimit;
-    if (kind == CommandKind::userManager) {
-        limits.extraEnvironment.push_back("XDG_RUNTIME_DIR=" + runtimeDirectory(platform_));
-    }
+    const ChildLimits limits = limitsFor(kind);
     const std::string shown = command;
     // Named, not a temporary inside the co_await: GCC 12 destroys a lambda temporary there at the
     // wrong address, freeing memory it never allocated.
@@ -67,6 +61,21 @@ Task<ShellResult> Host::runCommand(std::string command, CommandKind kind) {
                "sudo apt install zsh) and run the install again.");
     }
     co_return outcome.result;
+}
+
+ShellResult Host::runNow(const std::string& command, CommandKind kind) const {
+    return runChild(platform_.shell, command, platform_.childPath, homeDirectory(), limitsFor(kind))
+        .result;
+}
+
+ChildLimits Host::limitsFor(CommandKind kind) const {
+    ChildLimits limits;
+    limits.timeLimit = kind == CommandKind::gatewayRestart ? platform_.gatewayRestartTimeLimit
+                                                           : platform_.commandTimeLimit;
+    if (kind == CommandKind::userManager) {
+        limits.extraEnvironment.push_back("XDG_RUNTIME_DIR=" + runtimeDirectory(platform_));
+    }
+    return limits;
 }
 
 Task<ShellResult> Host::restartOpenClawGateway() {

@@ -12,6 +12,7 @@
 #include "InstallerTypes.h"
 #include "Platform.h"
 #include "Task.h"
+#include "process/ProcessRunner.h"
 
 namespace pellix {
 
@@ -33,6 +34,10 @@ public:
     Task<ShellResult> shellCommand(std::string command);
     // The same with the time limit and environment of its kind.
     Task<ShellResult> runCommand(std::string command, CommandKind kind);
+    // The same, run at once and waited for on the calling thread, whichever that is: for the
+    // commands a blocking job needs. It gives no notice; a child that runs over its limit is
+    // stopped and its result says so.
+    ShellResult runNow(const std::string& command, CommandKind kind = CommandKind::ordinary) const;
     // `openclaw gateway restart`, with the longer time limit a gateway restart gets.
     Task<ShellResult> restartOpenClawGateway();
     // What `which python3` prints, trimmed; "/usr/bin/python3" when it prints nothing.
@@ -43,6 +48,8 @@ public:
     Task<ServiceManager*> serviceManager();
 
 private:
+    ChildLimits limitsFor(CommandKind kind) const;
+
     Platform platform_;
     std::unique_ptr<ServiceManager> serviceManager_;
     bool shellNoticeGiven_ = false;

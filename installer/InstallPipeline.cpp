@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "InstallerViewModel.h"
+#include "OpenClawCommands.h"
 #include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
@@ -73,6 +74,7 @@ std::string lastComponent(const std::string& path) {
 }  // namespace
 
 void InstallerViewModel::startInstall() {
+    record_ = {};
     setPhase(InstallerPhase::installing);
     std::vector<InstallStep> rows;
     rows.reserve(std::size(kStepLabels));
@@ -121,9 +123,9 @@ Task<void> InstallerViewModel::runInstall() {
     const std::string pellixDir = OpenClawLayout::pellixDirIn(*workspacePath);
     if (!co_await installAgentFiles(pellixDir)) co_return;
     createSessionStore();
-    if (!registerAgentStep()) co_return;
+    if (!co_await registerAgentStep()) co_return;
     beginStep(allowlist);
-    finishStep(allowlist, addToAllowlist(configFile()));
+    finishStep(allowlist, co_await addToAllowlist(configFile()));
     createOpsDirectories(pellixDir);
     beginStep(alwaysOnService);
     finishStep(alwaysOnService, co_await installLaunchdService(pellixDir));
@@ -217,14 +219,14 @@ void InstallerViewModel::createSessionStore() {
     }
 }
 
-bool InstallerViewModel::registerAgentStep() {
+Task<bool> InstallerViewModel::registerAgentStep() {
     beginStep(registration);
-    const StepResult result = registerPellixAgent(configFile());
+    const StepResult result = co_await registerPellixAgent(configFile());
     finishStep(registration, result);
-    if (result.status != StepStatus::failed) return true;
+    if (result.status != StepStatus::failed) co_return true;
     setErrorMessage(result.detail);
     setPhase(InstallerPhase::error);
-    return false;
+    co_return false;
 }
 
 void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
@@ -246,6 +248,8 @@ Task<void> InstallerViewModel::restartGateway() {
     if (restart.status == 0) {
         finishStep(gatewayRestart, {StepStatus::success, "Gateway restarted"});
     } else {
+        // The row keeps its words; the terminal and the JSON say why, where the host says it.
+        record_.gatewayConfigRefused = configRefusedLine(restart);
         finishStep(gatewayRestart, {StepStatus::warning, "Restart may need manual run"});
     }
 }

@@ -2,10 +2,15 @@
 
 #include <algorithm>
 
+#include "OpenClawCommands.h"
+
 namespace pellix {
 
 InstallerViewModel::InstallerViewModel(Platform platform, InstallWorkers workers)
-    : layout_(platform), host_(std::move(platform)), workers_(std::move(workers)) {}
+    : layout_(platform),
+      host_(std::move(platform)),
+      workers_(std::move(workers)),
+      validator_(openclawValidator(host_)) {}
 
 template <typename T>
 void InstallerViewModel::publish(Property property, T& field, T value) {
@@ -64,12 +69,12 @@ void InstallerViewModel::updateStep(int index, StepStatus status, const std::str
     setProgress(*progress);
 }
 
-StepResult InstallerViewModel::registerPellixAgent(const std::string& configPath) {
-    return workers_.registerPellixAgent(workerContext(), configPath);
+Task<StepResult> InstallerViewModel::registerPellixAgent(std::string configPath) {
+    return workers_.registerPellixAgent(workerContext(), std::move(configPath));
 }
 
-StepResult InstallerViewModel::addToAllowlist(const std::string& configPath) {
-    return workers_.addToAllowlist(workerContext(), configPath);
+Task<StepResult> InstallerViewModel::addToAllowlist(std::string configPath) {
+    return workers_.addToAllowlist(workerContext(), std::move(configPath));
 }
 
 Task<StepResult> InstallerViewModel::installLaunchdService(std::string pellixDir) {

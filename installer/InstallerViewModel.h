@@ -13,6 +13,7 @@
 
 #include "Choices.h"
 #include "Host.h"
+#include "InstallRecord.h"
 #include "InstallWorkers.h"
 #include "InstallerTypes.h"
 #include "OpenClawLayout.h"
@@ -63,6 +64,9 @@ public:
 
     const OpenClawLayout& layout() const { return layout_; }
     Host& host() { return host_; }
+    // What the last run found out besides its rows (the form of the entry, the host's verdicts);
+    // not published: read it once the run has ended.
+    const InstallRecord& record() const { return record_; }
 
     // Shows the checklist and starts the install; returns once the run is under way (with the
     // inline executor, once it has ended). A run holds the OpenClaw home's lock from start to
@@ -88,7 +92,7 @@ private:
     std::optional<std::string> detectWorkspace();
     Task<bool> installAgentFiles(std::string pellixDir);
     void createSessionStore();
-    bool registerAgentStep();
+    Task<bool> registerAgentStep();
     void createOpsDirectories(const std::string& pellixDir);
     Task<void> restartGateway();
     void beginStep(int row);
@@ -96,9 +100,9 @@ private:
     void stopWithError(int row, const std::string& detail, std::string message);
 
     // The workers, each a call of the one in `workers_` with this run's context.
-    WorkerContext workerContext() { return {choices(), layout_, host_}; }
-    StepResult registerPellixAgent(const std::string& configPath);
-    StepResult addToAllowlist(const std::string& configPath);
+    WorkerContext workerContext() { return {choices(), layout_, host_, validator_, record_}; }
+    Task<StepResult> registerPellixAgent(std::string configPath);
+    Task<StepResult> addToAllowlist(std::string configPath);
     Task<StepResult> installLaunchdService(std::string pellixDir);
     Task<StepResult> installScheduledScanners(std::string pellixDir);
     Task<StepResult> verifyInstall(std::string pellixDir);
@@ -106,6 +110,9 @@ private:
     OpenClawLayout layout_;
     Host host_;
     InstallWorkers workers_;
+    // Made once, so a host without a validator is asked only once per view model.
+    ConfigValidator validator_;
+    InstallRecord record_;
 
     InstallerPhase phase_ = InstallerPhase::welcome;
     std::vector<InstallStep> steps_;

@@ -51,22 +51,60 @@ JsonValue& agentListForEditing(ConfigDocument& document) {
     return setMember(*agents, key, std::move(list), allocator);
 }
 
+const JsonValue* keyedAgents(const JsonValue& document) {
+    const JsonValue* agents = member(document, "agents");
+    const JsonValue* entries = agents != nullptr ? member(*agents, "entries") : nullptr;
+    return entries != nullptr && entries->IsObject() ? entries : nullptr;
+}
+
 bool isPellixEntry(const JsonValue& entry) {
     return holdsString(member(entry, "name"), kPellix) || holdsString(member(entry, "id"), kPellix);
 }
 
-const JsonValue* pellixEntryOf(const JsonValue& document) {
+namespace {
+
+const JsonValue* listedPellixEntry(const JsonValue& document) {
     const JsonValue* list = findAgentList(document);
     if (list == nullptr) return nullptr;
     const auto found = std::find_if(list->Begin(), list->End(), isPellixEntry);
     return found == list->End() ? nullptr : &*found;
 }
 
+const JsonValue* keyedPellixEntry(const JsonValue& document) {
+    const JsonValue* entries = keyedAgents(document);
+    if (entries == nullptr) return nullptr;
+    if (const JsonValue* entry = member(*entries, kPellix); entry && entry->IsObject()) {
+        return entry;
+    }
+    for (const auto& entry : entries->GetObject()) {
+        if (entry.value.IsObject() && isPellixEntry(entry.value)) return &entry.value;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+const JsonValue* pellixEntryOf(const JsonValue& document) {
+    if (const JsonValue* entry = listedPellixEntry(document)) return entry;
+    return keyedPellixEntry(document);
+}
+
+std::string pellixEntryForm(const JsonValue& document) {
+    if (listedPellixEntry(document) != nullptr) {
+        const JsonValue* agents = member(document, "agents");
+        return findAgentList(document) == member(*agents, "items") ? "agents.items" : "agents.list";
+    }
+    return keyedPellixEntry(document) != nullptr ? "agents.entries" : "";
+}
+
 const JsonValue* mainAgentOf(const JsonValue& document) {
-    const JsonValue* list = findAgentList(document);
-    if (list == nullptr) return nullptr;
-    const auto found = std::find_if(list->Begin(), list->End(), isMainAgent);
-    return found == list->End() ? nullptr : &*found;
+    if (const JsonValue* list = findAgentList(document)) {
+        const auto found = std::find_if(list->Begin(), list->End(), isMainAgent);
+        if (found != list->End()) return &*found;
+    }
+    const JsonValue* entries = keyedAgents(document);
+    const JsonValue* main = entries != nullptr ? member(*entries, "main") : nullptr;
+    return main != nullptr && main->IsObject() ? main : nullptr;
 }
 
 const JsonValue* mainAgentAllowAgents(const JsonValue& document) {

@@ -44,22 +44,45 @@ bool unregisterAgent(ConfigDocument& document) {
     if (pellixEntryOf(document.root()) == nullptr) return false;
     // The list the entries are in, not agentListForEditing's: moving the list to another key
     // would be a change of its own.
-    JsonValue& list = *const_cast<JsonValue*>(findAgentList(document.root()));
-    list.Erase(std::remove_if(list.Begin(), list.End(), isPellixEntry), list.End());
+    if (const JsonValue* found = findAgentList(document.root())) {
+        JsonValue& list = *const_cast<JsonValue*>(found);
+        list.Erase(std::remove_if(list.Begin(), list.End(), isPellixEntry), list.End());
+    }
+    if (const JsonValue* found = keyedAgents(document.root())) {
+        JsonValue& entries = *const_cast<JsonValue*>(found);
+        for (auto it = entries.MemberBegin(); it != entries.MemberEnd();) {
+            const bool pellix = holdsString(&it->name, kPellix) ||
+                                (it->value.IsObject() && isPellixEntry(it->value));
+            it = pellix ? entries.EraseMember(it) : it + 1;
+        }
+    }
     return true;
 }
 
+namespace {
+
+// The main agent as an edit may change it: in the agent list, where it must first be the list
+// agentListForEditing keeps, or among the keyed agents.
+JsonValue& mainAgentForEditing(ConfigDocument& document, const JsonValue& found) {
+    if (const JsonValue* list = findAgentList(document.root());
+        list != nullptr && &found >= list->Begin() && &found < list->End()) {
+        const auto index = static_cast<rapidjson::SizeType>(&found - list->Begin());
+        return agentListForEditing(document)[index];
+    }
+    return const_cast<JsonValue&>(found);
+}
+
+}  // namespace
+
 bool allowPellix(ConfigDocument& document) {
-    const JsonValue* list = findAgentList(document.root());
     const JsonValue* found = mainAgentOf(document.root());
     if (found == nullptr) return false;
     if (const JsonValue* names = trustedAllowAgentsOf(*found);
         names != nullptr && std::any_of(names->Begin(), names->End(), isPellixName)) {
         return false;
     }
-    const auto index = static_cast<rapidjson::SizeType>(found - list->Begin());
     JsonAllocator& allocator = document.allocator();
-    JsonValue& mainAgent = agentListForEditing(document)[index];
+    JsonValue& mainAgent = mainAgentForEditing(document, *found);
     JsonValue* subagents = member(mainAgent, "subagents");
     if (subagents == nullptr || !subagents->IsObject()) {
         subagents =

@@ -62,6 +62,25 @@ WorkedOut readAndWorkOut(const std::string& path, const ConfigChange& change) {
     return worked;
 }
 
+// Records the bytes as the installer's own version, then renames them over the file while it is
+// still `read`; clears away temporary files that interrupted writes left.
+ReplaceResult commitReplacement(const std::string& path, PendingWrite& pending,
+                                const ContentHash& written, const ConfigVersion& read,
+                                std::error_code* error) {
+    std::error_code failure;
+    if (!recordOwnVersion(path, written)) {
+        failure = std::make_error_code(std::errc::io_error);
+    } else {
+        const std::string target = resolveTarget(path);
+        failure = pending.commit([&] { return stillTheVersionRead(target, read); });
+    }
+    if (failure == std::errc::operation_canceled) return ReplaceResult::fileChanged;
+    if (error != nullptr) *error = failure;
+    if (failure) return ReplaceResult::failed;
+    removeStaleTemporaries(path);
+    return ReplaceResult::replaced;
+}
+
 }  // namespace
 
 ConfigChangeDecision ConfigChangeDecision::printed(const ConfigDocument& document) {
@@ -76,56 +95,68 @@ std::optional<ConfigDocument> loadConfig(const std::string& path) {
     return ConfigDocument::parse(snapshot->bytes);
 }
 
-ConfigEditResult changeConfigFile(const std::string& path, const ConfigChange& change,
-                                  ConfigBackup backup) {
+ConfigChangeOutcome changeConfigFile(const std::string& path, const ConfigChange& change,
+                                     const ConfigChangeOptions& options) {
     for (int attempt = 0; attempt < kMaxConfigEditAttempts; ++attempt) {
         WorkedOut worked = readAndWorkOut(path, change);
-        if (worked.result != ConfigEditResult::written) return worked.result;
-        if (backup == ConfigBackup::takeBeforeWriting) {
+        if (worked.result != ConfigEditResult::written) return {worked.result, {}};
+        auto prepared = PendingWrite::prepare(path, worked.output);
+        if (std::holds_alternative<std::error_code>(prepared)) {
+            return {ConfigEditResult::writeFailed, {}};
+        }
+        PendingWrite& pending = std::get<PendingWrite>(prepared);
+        HostVerdict verdict;
+        if (options.validator) {
+            verdict = options.validator(pending.temporaryPath());
+            // Where the host rejects the file as it is as well, its verdict cannot tell this
+            // change apart: the change is then written as the installer always has.
+            if (verdict.rejected() && options.validator(path).accepted()) {
+                return {ConfigEditResult::rejected, verdict};
+            }
+        }
+        if (options.backup == ConfigBackup::takeBeforeWriting) {
             const BackupResult taken =
                 takeBackupIfDue(path, worked.read.content, worked.mode, worked.mentionedPellix);
             if (taken == BackupResult::fileChanged) continue;
-            if (taken == BackupResult::failed) return ConfigEditResult::writeFailed;
+            if (taken == BackupResult::failed) return {ConfigEditResult::writeFailed, verdict};
         }
-        switch (replaceConfig(path, worked.output, worked.read)) {
+        switch (commitReplacement(path, pending, hashBytes(worked.output), worked.read, nullptr)) {
             case ReplaceResult::replaced:
-                return ConfigEditResult::written;
+                return {ConfigEditResult::written, verdict};
             case ReplaceResult::fileChanged:
                 continue;
             case ReplaceResult::failed:
-                return ConfigEditResult::writeFailed;
+                return {ConfigEditResult::writeFailed, verdict};
         }
     }
-    return ConfigEditResult::writeFailed;
+    return {ConfigEditResult::writeFailed, {}};
 }
 
-ConfigEditResult editConfigFile(const std::string& path, const ConfigEdit& edit,
-                                ConfigBackup backup) {
+ConfigChangeOutcome editConfigFile(const std::string& path, const ConfigEdit& edit,
+                                   const ConfigChangeOptions& options) {
     return changeConfigFile(
         path,
         [&edit](ConfigDocument& document, const ContentHash&) {
             return edit(document) ? ConfigChangeDecision::printed(document)
                                   : ConfigChangeDecision::keepFile();
         },
-        backup);
+        options);
+}
+
+ConfigEditResult editConfigFile(const std::string& path, const ConfigEdit& edit,
+                                ConfigBackup backup) {
+    return editConfigFile(path, edit, ConfigChangeOptions{backup, {}}).result;
 }
 
 ReplaceResult replaceConfig(const std::string& path, const std::string& bytes,
                             const ConfigVersion& read, std::optional<mode_t> mode,
                             std::error_code* error) {
-    std::error_code failure;
-    if (!recordOwnVersion(path, hashBytes(bytes))) {
-        failure = std::make_error_code(std::errc::io_error);
-    } else {
-        const std::string target = resolveTarget(path);
-        failure = writeFileAtomically(path, bytes,
-                                      {mode, [&] { return stillTheVersionRead(target, read); }});
+    auto prepared = PendingWrite::prepare(path, bytes, mode);
+    if (auto* failure = std::get_if<std::error_code>(&prepared)) {
+        if (error != nullptr) *error = *failure;
+        return ReplaceResult::failed;
     }
-    if (failure == std::errc::operation_canceled) return ReplaceResult::fileChanged;
-    if (error != nullptr) *error = failure;
-    if (failure) return ReplaceResult::failed;
-    removeStaleTemporaries(path);
-    return ReplaceResult::replaced;
+    return commitReplacement(path, std::get<PendingWrite>(prepared), hashBytes(bytes), read, error);
 }
 
 }  // namespace pellix

@@ -1,10 +1,11 @@
 #pragma once
 // Every change of openclaw.json is one transaction: read the file, work out the new bytes from
-// what was read, take the backup when the change calls for one, check that the file is still the
-// version read, replace it, and record the new bytes as the installer's own. A file saved by
-// someone else meanwhile is read and the change worked out again, so no save is ever undone.
-// The install's edits, the removal and every later edit go through changeConfigFile.
-// Safe on any thread.
+// what was read, have the host judge those very bytes where it can, take the backup when the
+// change calls for one, record the bytes as the installer's own, check that the file is still
+// the version read, and replace it. A file saved by someone else meanwhile is read and the change
+// worked out again, so no save is ever undone; bytes the host rejects while it accepts the file
+// as it is are never written. The install's edits, the removal and every later edit go through
+// changeConfigFile. Safe on any thread; blocks while the host judges.
 
 #include <sys/types.h>
 
@@ -13,6 +14,7 @@
 #include <string>
 
 #include "config/ConfigDocument.h"
+#include "config/HostVerdict.h"
 #include "files/ContentHash.h"
 #include "files/FileIo.h"
 
@@ -25,7 +27,21 @@ inline constexpr int kMaxConfigEditAttempts = 5;
 std::optional<ConfigDocument> loadConfig(const std::string& path);
 
 enum class ConfigBackup { takeBeforeWriting, leaveAsItIs };
-enum class ConfigEditResult { written, unchanged, unreadable, writeFailed };
+// `rejected`: the host rejects the new bytes and accepts the file as it is; nothing was written.
+enum class ConfigEditResult { written, unchanged, unreadable, writeFailed, rejected };
+
+struct ConfigChangeOptions {
+    ConfigBackup backup = ConfigBackup::leaveAsItIs;
+    // The host's validator; none (or one that cannot judge) writes as the installer always has.
+    ConfigValidator validator;
+};
+
+// How a change ended, and what the host said of the bytes it was to write (not checked when it
+// was not asked, or the change wrote nothing).
+struct ConfigChangeOutcome {
+    ConfigEditResult result = ConfigEditResult::writeFailed;
+    HostVerdict verdict;
+};
 
 // What a change makes of the file it read: leave it, write these bytes, or give up (the
 // document could not be printed).
@@ -45,12 +61,14 @@ struct ConfigChangeDecision {
 // Works out the change from the parsed document and the digest of the bytes it was read from.
 using ConfigChange =
     std::function<ConfigChangeDecision(ConfigDocument& document, const ContentHash& read)>;
-ConfigEditResult changeConfigFile(const std::string& path, const ConfigChange& change,
-                                  ConfigBackup backup);
+ConfigChangeOutcome changeConfigFile(const std::string& path, const ConfigChange& change,
+                                     const ConfigChangeOptions& options);
 
 // The common case: `edit` changes the document in place and says whether it did; the document
 // is then written back as the installer prints it.
 using ConfigEdit = std::function<bool(ConfigDocument&)>;
+ConfigChangeOutcome editConfigFile(const std::string& path, const ConfigEdit& edit,
+                                   const ConfigChangeOptions& options);
 ConfigEditResult editConfigFile(const std::string& path, const ConfigEdit& edit,
                                 ConfigBackup backup);
 

@@ -9,6 +9,7 @@
 #include "config/ConfigDocument.h"
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
+#include "config/HostForm.h"
 #include "files/ContentHash.h"
 #include "files/FileIo.h"
 
@@ -65,10 +66,18 @@ PellixConfigState inspectPellixConfig(const std::string& configPath) {
     state.readable = true;
     if (const JsonValue* entry = pellixEntryOf(document->root())) {
         state.registered = true;
+        state.form = pellixEntryForm(document->root());
         state.model = textOf(member(*entry, "model"));
+        if (const JsonValue* model = member(*entry, "model"); model && model->IsObject()) {
+            state.model = textOf(member(*model, "primary"));
+        }
         const JsonValue* minutes = member(*entry, "heartbeatIntervalMinutes");
+        const JsonValue* heartbeat = member(*entry, "heartbeat");
         if (minutes != nullptr && minutes->IsNumber()) {
             state.heartbeatMinutes = document->numberText(*minutes);
+        } else if (const std::optional<long long> every = durationMinutes(
+                       textOf(heartbeat != nullptr ? member(*heartbeat, "every") : nullptr))) {
+            state.heartbeatMinutes = std::to_string(*every);
         }
     }
     state.hasMainAgent = mainAgentOf(document->root()) != nullptr;
@@ -83,30 +92,49 @@ std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath) 
     return ConfigBackupInfo{copy, record.takenAt};
 }
 
-ConfigRemoval removePellixFromConfig(const std::string& configPath) {
-    if (!exists(configPath)) return ConfigRemoval::nothingToRemove;
-    ConfigRemoval outcome = ConfigRemoval::removed;
-    const auto takeOut = [&](ConfigDocument& document, const ContentHash& read) {
-        const bool unregistered = unregisterAgent(document);
-        if (!(disallowPellix(document) || unregistered)) return ConfigChangeDecision::keepFile();
-        if (std::optional<std::string> backup = backupToPutBack(configPath, read)) {
-            outcome = ConfigRemoval::restoredBackup;
-            return ConfigChangeDecision::write(std::move(*backup));
+ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
+                                            const ConfigValidator& validator) {
+    if (!exists(configPath)) return {ConfigRemoval::nothingToRemove, {}};
+    ConfigRemovalOutcome removal;
+    // The backup's bytes first, where they are due; the targeted removal where the host
+    // rejects those.
+    for (const bool backupAllowed : {true, false}) {
+        ConfigRemoval outcome = ConfigRemoval::removed;
+        const auto takeOut = [&](ConfigDocument& document, const ContentHash& read) {
+            const bool unregistered = unregisterAgent(document);
+            if (!(disallowPellix(document) || unregistered)) {
+                return ConfigChangeDecision::keepFile();
+            }
+            if (std::optional<std::string> backup =
+                    backupAllowed ? backupToPutBack(configPath, read) : std::nullopt) {
+                outcome = ConfigRemoval::restoredBackup;
+                return ConfigChangeDecision::write(std::move(*backup));
+            }
+            outcome = ConfigRemoval::removed;
+            return ConfigChangeDecision::printed(document);
+        };
+        const ConfigChangeOutcome changed =
+            changeConfigFile(configPath, takeOut, ConfigChangeOptions{{}, validator});
+        removal.verdict = changed.verdict;
+        switch (changed.result) {
+            case ConfigEditResult::written:
+                removal.outcome = outcome;
+                return removal;
+            case ConfigEditResult::unchanged:
+                removal.outcome = ConfigRemoval::nothingToRemove;
+                return removal;
+            case ConfigEditResult::unreadable:
+                removal.outcome = ConfigRemoval::unreadable;
+                return removal;
+            case ConfigEditResult::writeFailed:
+                removal.outcome = ConfigRemoval::writeFailed;
+                return removal;
+            case ConfigEditResult::rejected:
+                removal.outcome = ConfigRemoval::rejected;
+                if (outcome != ConfigRemoval::restoredBackup) return removal;
         }
-        outcome = ConfigRemoval::removed;
-        return ConfigChangeDecision::printed(document);
-    };
-    switch (changeConfigFile(configPath, takeOut, ConfigBackup::leaveAsItIs)) {
-        case ConfigEditResult::written:
-            return outcome;
-        case ConfigEditResult::unchanged:
-            return ConfigRemoval::nothingToRemove;
-        case ConfigEditResult::unreadable:
-            return ConfigRemoval::unreadable;
-        case ConfigEditResult::writeFailed:
-            break;
     }
-    return ConfigRemoval::writeFailed;
+    return removal;
 }
 
 ConfigRestoreResult restoreConfigBackup(const std::string& configPath) {

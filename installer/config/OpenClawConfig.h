@@ -7,14 +7,18 @@
 #include <optional>
 #include <string>
 
+#include "config/HostVerdict.h"
+
 namespace pellix {
 
 // The Pellix parts of the file, as the status command shows them.
 struct PellixConfigState {
     bool readable = false;         // one JSON document with an object at the top
-    bool registered = false;       // an agent list entry whose "name" or "id" is "pellix"
-    std::string model;             // that entry's "model" when it is a string, else empty
-    std::string heartbeatMinutes;  // its "heartbeatIntervalMinutes" as written, else empty
+    bool registered = false;       // an entry whose "name" or "id" (or key) is "pellix"
+    std::string form;              // where it stands: "agents.list", "agents.entries", ...
+    std::string model;             // its "model" (or "model"."primary"), else empty
+    std::string heartbeatMinutes;  // its "heartbeatIntervalMinutes" as written, or the minutes
+                                   // of its "heartbeat"."every"; else empty
     bool hasMainAgent = false;     // the agent list has an entry whose identity is "main"
     bool allowlisted = false;      // "pellix" is in the main agent's subagents.allowAgents
 };
@@ -27,11 +31,25 @@ struct ConfigBackupInfo {
 };
 std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath);
 
-// Takes the agent's entry out of the agent list and "pellix" out of the main agent's
-// allowAgents, leaving everything else as it was. When the file is still byte for byte what the
-// installer last wrote, the backup's bytes are put back instead.
-enum class ConfigRemoval { removed, restoredBackup, nothingToRemove, unreadable, writeFailed };
-ConfigRemoval removePellixFromConfig(const std::string& configPath);
+// Takes the agent's entry out (in whichever form it stands) and "pellix" out of the main
+// agent's allowAgents, leaving everything else as it was. When the file is still byte for byte
+// what the installer last wrote, the backup's bytes are put back instead, unless the host
+// rejects those (it may have moved on since); `rejected`: the host rejects the file without
+// Pellix while it accepts it as it is, and it was left alone.
+enum class ConfigRemoval {
+    removed,
+    restoredBackup,
+    nothingToRemove,
+    unreadable,
+    writeFailed,
+    rejected,
+};
+struct ConfigRemovalOutcome {
+    ConfigRemoval outcome = ConfigRemoval::writeFailed;
+    HostVerdict verdict;  // what the host said of the bytes written (or refused)
+};
+ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
+                                            const ConfigValidator& validator = {});
 
 // Puts back the backup's bytes and mode; the file it replaces is kept aside first.
 enum class ConfigRestore { restored, noBackup, failed };

@@ -147,8 +147,9 @@ std::optional<FileSnapshot> readFileSnapshot(const std::string& path, std::size_
     return snapshot;
 }
 
-std::error_code writeFileAtomically(const std::string& path, const std::string& bytes,
-                                    const AtomicWriteOptions& options) {
+std::variant<PendingWrite, std::error_code> PendingWrite::prepare(const std::string& path,
+                                                                  const std::string& bytes,
+                                                                  std::optional<mode_t> mode) {
     const std::string target = resolveTarget(path);
     std::string folder;
     std::string name;
@@ -157,18 +158,49 @@ std::error_code writeFileAtomically(const std::string& path, const std::string& 
     std::string temporary;
     FileDescriptor fd(createLockedTemporary(temporary, folder + "." + name + ".XXXXXX"));
     if (fd.get() < 0) return lastError();
-
-    std::error_code error;
-    if (::fchmod(fd.get(), modeFor(target, options)) != 0 || !writeAll(fd.get(), bytes) ||
-        ::fsync(fd.get()) != 0) {
-        error = lastError();
-    } else if (options.stillCurrent && !options.stillCurrent()) {
-        error = std::make_error_code(std::errc::operation_canceled);
-    } else if (::rename(temporary.c_str(), target.c_str()) != 0) {
-        error = lastError();
+    if (::fchmod(fd.get(), modeFor(target, AtomicWriteOptions{mode, {}})) != 0 ||
+        !writeAll(fd.get(), bytes) || ::fsync(fd.get()) != 0) {
+        const std::error_code error = lastError();
+        ::unlink(temporary.c_str());
+        return error;
     }
-    if (error) ::unlink(temporary.c_str());
+    return PendingWrite(target, temporary, fd.release());
+}
+
+PendingWrite::PendingWrite(std::string target, std::string temporary, int fd)
+    : target_(std::move(target)), temporary_(std::move(temporary)), fd_(fd) {}
+
+PendingWrite::PendingWrite(PendingWrite&& other) noexcept
+    : target_(std::move(other.target_)),
+      temporary_(std::move(other.temporary_)),
+      fd_(std::exchange(other.fd_, -1)) {}
+
+PendingWrite::~PendingWrite() {
+    if (fd_ < 0) return;
+    ::unlink(temporary_.c_str());
+    ::close(fd_);
+}
+
+std::error_code PendingWrite::commit(const std::function<bool()>& stillCurrent) {
+    std::error_code error;
+    if (fd_ < 0) {
+        error = std::make_error_code(std::errc::bad_file_descriptor);
+    } else if (stillCurrent && !stillCurrent()) {
+        error = std::make_error_code(std::errc::operation_canceled);
+    } else if (::rename(temporary_.c_str(), target_.c_str()) != 0) {
+        error = lastError();
+    } else {
+        // Renamed: nothing is left to remove; the lock goes with the descriptor.
+        ::close(std::exchange(fd_, -1));
+    }
     return error;
+}
+
+std::error_code writeFileAtomically(const std::string& path, const std::string& bytes,
+                                    const AtomicWriteOptions& options) {
+    auto prepared = PendingWrite::prepare(path, bytes, options.mode);
+    if (auto* error = std::get_if<std::error_code>(&prepared)) return *error;
+    return std::get<PendingWrite>(prepared).commit(options.stillCurrent);
 }
 
 std::error_code copyFileAtomically(const std::string& from, const std::string& to, mode_t mode,

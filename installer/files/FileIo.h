@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <variant>
 
 #include "files/ContentHash.h"
 
@@ -55,6 +56,33 @@ struct AtomicWriteOptions {
 // Returns the system's error on failure.
 std::error_code writeFileAtomically(const std::string& path, const std::string& bytes,
                                     const AtomicWriteOptions& options = {});
+
+// writeFileAtomically in two halves, for a caller that has the new bytes checked before they
+// land: prepare writes them, with their mode, to a locked temporary file beside the target and
+// flushes it; commit renames that very file over the target. A pending write that is dropped
+// without a commit removes its temporary file.
+class PendingWrite {
+public:
+    static std::variant<PendingWrite, std::error_code> prepare(const std::string& path,
+                                                               const std::string& bytes,
+                                                               std::optional<mode_t> mode = {});
+    PendingWrite(PendingWrite&& other) noexcept;
+    PendingWrite& operator=(PendingWrite&&) = delete;
+    PendingWrite(const PendingWrite&) = delete;
+    ~PendingWrite();
+
+    // Where the new bytes are until the commit (beside the target, named .<name>.XXXXXX).
+    const std::string& temporaryPath() const { return temporary_; }
+    // Renames the temporary file over the target, after asking `stillCurrent` (when given);
+    // false cancels with std::errc::operation_canceled.
+    std::error_code commit(const std::function<bool()>& stillCurrent = {});
+
+private:
+    PendingWrite(std::string target, std::string temporary, int fd);
+    std::string target_;
+    std::string temporary_;
+    int fd_ = -1;
+};
 
 // Copies the file at `from` to `to` in chunks, through a temporary file beside `to` and a rename;
 // the copy gets `mode`. When `expected` is given and the bytes read differ from it, nothing is

@@ -9,19 +9,13 @@
 #include "files/FileIo.h"
 #include "jobs/PropertyLists.h"
 #include "jobs/ServiceManager.h"
+#include "process/ProcessRunner.h"
 
 namespace fs = std::filesystem;
 
 namespace pellix {
 
 namespace {
-
-// `text` in single quotes for a POSIX shell line.
-std::string shellQuoted(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
 
 class LaunchdManager final : public ServiceManager {
 public:

@@ -1,9 +1,9 @@
 #include "lifecycle/AgentStatus.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 
+#include "OpenClawCommands.h"
 #include "jobs/ServiceManager.h"
 #include "steps/RequiredAgentFiles.h"
 
@@ -12,12 +12,6 @@ namespace fs = std::filesystem;
 namespace pellix {
 
 namespace {
-
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
 
 void nameJobProblems(const JobState& job, std::vector<std::string>& problems) {
     if (!job.fileInstalled) problems.push_back(job.label + ": job file missing");
@@ -53,50 +47,18 @@ void nameProblems(AgentStatus& status) {
     if (!status.sessionStorePresent) {
         problems.push_back("session store: " + status.sessionStore + " is missing");
     }
-    if (status.validation.verdict == ConfigValidation::Verdict::invalid) {
-        problems.push_back("openclaw config validate: " + status.validation.detail);
+    if (status.validation.rejected()) {
+        problems.push_back("openclaw config validate: " + status.validation.reason);
     }
 }
 
 }  // namespace
-
-std::string firstLine(const std::string& output) {
-    const auto begin = output.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos) return "";
-    const auto end = output.find_first_of("\r\n", begin);
-    return output.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
-}
-
-std::string_view toString(ConfigValidation::Verdict verdict) {
-    switch (verdict) {
-        case ConfigValidation::Verdict::valid:
-            return "valid";
-        case ConfigValidation::Verdict::invalid:
-            return "invalid";
-        default:
-            return "not checked";
-    }
-}
 
 bool AgentStatus::installed() const {
     const bool anyJob = std::any_of(jobs.begin(), jobs.end(), [](const JobState& job) {
         return job.fileInstalled || job.loaded;
     });
     return pellixDir || config.registered || config.allowlisted || anyJob;
-}
-
-ConfigValidation judgeValidation(const ShellResult& result) {
-    const std::string line = firstLine(result.output);
-    if (result.status == 0) return {ConfigValidation::Verdict::valid, ""};
-    const std::string lower = lowerCase(result.output);
-    // An OpenClaw without the command (or no openclaw at all) cannot judge: not a problem.
-    if (result.status == 127 || result.status == -1 ||
-        lower.find("command not found") != std::string::npos ||
-        lower.find("unknown command") != std::string::npos) {
-        return {ConfigValidation::Verdict::notChecked, line};
-    }
-    return {ConfigValidation::Verdict::invalid,
-            line.empty() ? "exit status " + std::to_string(result.status) : line};
 }
 
 namespace {
@@ -129,11 +91,14 @@ Task<AgentStatus> gatherAgentStatus(const OpenClawLayout& layout, Host& host, bo
     status.serviceManager = manager->name();
     status.jobs = co_await describeAgentJobs(*manager);
     if (!status.installed()) {
-        status.validation = {ConfigValidation::Verdict::notChecked, "not installed"};
+        status.validation = {HostVerdict::Kind::notChecked, "not installed"};
         co_return status;
     }
     if (askTheHost) {
-        status.validation = judgeValidation(co_await host.shellCommand("openclaw config validate"));
+        auto ask = [&host, configFile = status.configFile] {
+            return openclawValidator(host)(configFile);
+        };
+        status.validation = co_await runBlocking(host.platform().runBlockingJob, std::move(ask));
     }
     nameProblems(status);
     co_return status;

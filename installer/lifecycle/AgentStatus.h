@@ -11,17 +11,10 @@
 #include "InstallerTypes.h"
 #include "OpenClawLayout.h"
 #include "Task.h"
+#include "config/HostVerdict.h"
 #include "config/OpenClawConfig.h"
 
 namespace pellix {
-
-// The host's own judgement of openclaw.json, from `openclaw config validate`.
-struct ConfigValidation {
-    enum class Verdict { valid, invalid, notChecked };
-    Verdict verdict = Verdict::notChecked;
-    std::string detail;  // the first line of its output when invalid; why when not checked
-};
-std::string_view toString(ConfigValidation::Verdict verdict);
 
 struct AgentStatus {
     std::string openclawHome;
@@ -34,7 +27,8 @@ struct AgentStatus {
     std::string sessionStore;
     bool sessionStorePresent = false;
     std::optional<ConfigBackupInfo> backup;
-    ConfigValidation validation;
+    // The host's own verdict on openclaw.json (`openclaw config validate`), with its reason.
+    HostVerdict validation;
     std::vector<std::string> problems;  // each one a sentence naming the part; empty when healthy
 
     // Anything of the agent present: its tree, its entry or allowlist item, a job file or job.
@@ -46,11 +40,5 @@ struct AgentStatus {
 // `askTheHost` is true. `layout` and `host` must outlive the task.
 Task<AgentStatus> gatherAgentStatus(const OpenClawLayout& layout, Host& host,
                                     bool askTheHost = true);
-
-// The judgement of the host's validate command from its result.
-ConfigValidation judgeValidation(const ShellResult& result);
-
-// The first line of a command's output that is not blank, without its leading blanks.
-std::string firstLine(const std::string& output);
 
 }  // namespace pellix

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "OpenClawCommands.h"
 #include "files/HomeLock.h"
 #include "jobs/ServiceManager.h"
 #include "lifecycle/AgentStatus.h"
@@ -48,7 +49,7 @@ PartResult handleSessionStore(const std::string& store, bool purge) {
 
 struct RemovedFiles {
     std::vector<PartResult> agentFiles;
-    ConfigRemoval config = ConfigRemoval::nothingToRemove;
+    ConfigRemovalOutcome config;
 };
 
 }  // namespace
@@ -64,6 +65,9 @@ std::vector<std::string> UninstallReport::problems() const {
         found.push_back("openclaw.json: cannot be read as JSON; left as it was");
     } else if (config == ConfigRemoval::writeFailed) {
         found.push_back("openclaw.json: could not be written; left as it was");
+    } else if (config == ConfigRemoval::rejected) {
+        found.push_back("openclaw.json: OpenClaw rejects it without Pellix (" +
+                        configVerdict.reason + "); left as it was");
     }
     collect(sessionStore);
     return found;
@@ -86,15 +90,17 @@ Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
                                    removal.removed ? StepStatus::success : StepStatus::failed,
                                    removal.removed ? "stopped and removed" : removal.detail});
         }
-        auto removeFiles = [&layout] {
+        auto removeFiles = [&layout, &host] {
             // A home without openclaw.json has no entry to take out: nothingToRemove.
-            return RemovedFiles{removeAgentTrees(layout),
-                                removePellixFromConfig(layout.configFile())};
+            return RemovedFiles{
+                removeAgentTrees(layout),
+                removePellixFromConfig(layout.configFile(), openclawValidator(host))};
         };
         RemovedFiles removed =
             co_await runBlocking(host.platform().runBlockingJob, std::move(removeFiles));
         report.agentFiles = std::move(removed.agentFiles);
-        report.config = removed.config;
+        report.config = removed.config.outcome;
+        report.configVerdict = removed.config.verdict;
     }
     report.sessionStore = handleSessionStore(layout.sessionsDirectory(), options.purge);
     // Only a changed host needs its gateway to pick up the change.
@@ -112,6 +118,8 @@ std::string_view toString(ConfigRemoval removal) {
             return "nothingToRemove";
         case ConfigRemoval::unreadable:
             return "unreadable";
+        case ConfigRemoval::rejected:
+            return "rejected";
         default:
             return "writeFailed";
     }

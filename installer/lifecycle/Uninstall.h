@@ -33,6 +33,7 @@ struct UninstallReport {
     std::vector<PartResult> jobs;
     std::vector<PartResult> agentFiles;
     std::optional<ConfigRemoval> config;  // none when openclaw.json was not looked at
+    HostVerdict configVerdict;            // what the host said of the file without Pellix
     PartResult sessionStore;
     std::optional<ShellResult> gatewayRestart;  // none when the gateway was left alone
 

@@ -277,4 +277,10 @@ ChildOutcome runChild(const std::string& shell, const std::string& command,
     return outcome;
 }
 
+std::string shellQuoted(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 }  // namespace pellix

@@ -40,4 +40,7 @@ ChildOutcome runChild(const std::string& shell, const std::string& command,
                       const std::string& childPath, const std::string& home,
                       const ChildLimits& limits);
 
+// `text` as one word of a POSIX shell line: in single quotes, each quote of its own escaped.
+std::string shellQuoted(const std::string& text);
+
 }  // namespace pellix

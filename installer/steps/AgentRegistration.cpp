@@ -1,11 +1,15 @@
 // Registers the Pellix agent in openclaw.json. Failures here are fatal to the install: the host
-// cannot run an agent it has no entry for.
+// cannot run an agent it has no entry for. The entry is written in the installer's own form
+// first; where the host's validator rejects that, in the form the host's own schema gives, and
+// where it rejects both, not at all.
 
 #include <string>
 
 #include "InstallWorkers.h"
+#include "OpenClawCommands.h"
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
+#include "config/HostForm.h"
 
 namespace pellix::steps {
 
@@ -14,31 +18,85 @@ namespace {
 constexpr const char* kCannotRead = "Cannot read openclaw.json";
 constexpr const char* kCannotWrite = "Failed to write openclaw.json";
 
-}  // namespace
+struct Registered {
+    StepResult row;
+    InstallRecord::Registration registration;
+};
 
-StepResult registerPellixAgent(const WorkerContext& context, const std::string& configPath) {
-    const Choices& choices = context.choices;
-    bool alreadyRegistered = false;
-    const ConfigEditResult result = editConfigFile(
+ConfigChangeOutcome writeEntry(const std::string& configPath, const ConfigValidator& validator,
+                               const std::function<Registration(ConfigDocument&)>& add) {
+    return editConfigFile(
         configPath,
-        [&](ConfigDocument& document) {
-            alreadyRegistered = registerAgent(document, choices) == Registration::alreadyRegistered;
-            return !alreadyRegistered;
-        },
-        ConfigBackup::takeBeforeWriting);
-    switch (result) {
+        [&add](ConfigDocument& document) { return add(document) == Registration::added; },
+        ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator});
+}
+
+// The host's own form, as its schema gives it; nothing when it has none to give.
+std::optional<HostAgentForm> hostForm(const Host& host) {
+    const std::optional<std::string> schema = openclawSchema(host);
+    return schema ? readHostAgentForm(*schema) : std::nullopt;
+}
+
+// The whole registration, as one blocking job: each form is judged by the host before it is
+// written.
+Registered registerEntry(const Host& host, const ConfigValidator& validator, const Choices& choices,
+                         const std::string& configPath) {
+    Registered done;
+    ConfigChangeOutcome outcome = writeEntry(configPath, validator, [&](ConfigDocument& document) {
+        return registerAgent(document, choices);
+    });
+    if (outcome.result == ConfigEditResult::rejected) {
+        if (const std::optional<HostAgentForm> form = hostForm(host)) {
+            const HostVerdict first = outcome.verdict;
+            outcome = writeEntry(configPath, validator, [&](ConfigDocument& document) {
+                return registerAgentInHostForm(document, choices, *form);
+            });
+            if (outcome.result == ConfigEditResult::rejected && outcome.verdict.reason.empty()) {
+                outcome.verdict = first;
+            }
+        }
+    }
+    done.registration.verdict = outcome.verdict;
+    if (outcome.verdict.kind != HostVerdict::Kind::notChecked) {
+        done.registration.host = openclawVersion(host);
+    }
+    if (std::optional<ConfigDocument> written = loadConfig(configPath)) {
+        done.registration.form = pellixEntryForm(written->root());
+    }
+    switch (outcome.result) {
         case ConfigEditResult::unreadable:
-            return {StepStatus::failed, kCannotRead};
+            done.row = {StepStatus::failed, kCannotRead};
+            return done;
         case ConfigEditResult::writeFailed:
-            return {StepStatus::failed, kCannotWrite};
+            done.row = {StepStatus::failed, kCannotWrite};
+            return done;
+        case ConfigEditResult::rejected:
+            done.row = {StepStatus::failed,
+                        "OpenClaw rejects the Pellix entry: " + outcome.verdict.reason};
+            return done;
         case ConfigEditResult::unchanged:
-            return {StepStatus::success, "Already registered"};
+            done.row = {StepStatus::success, "Already registered"};
+            return done;
         case ConfigEditResult::written:
             break;
     }
-    return {StepStatus::success, "Registered with " + choices.modelChoice + " model, " +
-                                     std::to_string(heartbeatMinutes(choices.scanPreset)) +
-                                     "m scan"};
+    done.row = {StepStatus::success, "Registered with " + choices.modelChoice + " model, " +
+                                         std::to_string(heartbeatMinutes(choices.scanPreset)) +
+                                         "m scan"};
+    return done;
+}
+
+}  // namespace
+
+Task<StepResult> registerPellixAgent(WorkerContext context, std::string configPath) {
+    const Host& host = context.host;
+    const ConfigValidator& validator = context.validator;
+    auto job = [&host, &validator, choices = context.choices, configPath] {
+        return registerEntry(host, validator, choices, configPath);
+    };
+    Registered done = co_await runBlocking(host.platform().runBlockingJob, std::move(job));
+    context.record.registration = std::move(done.registration);
+    co_return done.row;
 }
 
 }  // namespace pellix::steps

@@ -1,5 +1,5 @@
 // Lets the host's main agent spawn Pellix. Optional for the install, so every failure here is a
-// warning and the run goes on.
+// warning and the run goes on; a change the host's validator rejects is not written.
 
 #include "InstallWorkers.h"
 #include "config/ConfigEdits.h"
@@ -7,20 +7,29 @@
 
 namespace pellix::steps {
 
-StepResult addToAllowlist(const WorkerContext&, const std::string& configPath) {
-    const ConfigEditResult result =
-        editConfigFile(configPath, allowPellix, ConfigBackup::takeBeforeWriting);
-    switch (result) {
+Task<StepResult> addToAllowlist(WorkerContext context, std::string configPath) {
+    const Host& host = context.host;
+    const ConfigValidator& validator = context.validator;
+    auto job = [&validator, configPath] {
+        return editConfigFile(configPath, allowPellix,
+                              ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator});
+    };
+    const ConfigChangeOutcome outcome =
+        co_await runBlocking(host.platform().runBlockingJob, std::move(job));
+    switch (outcome.result) {
         case ConfigEditResult::unreadable:
-            return {StepStatus::warning, "Cannot read openclaw.json for allowlist"};
+            co_return StepResult{StepStatus::warning, "Cannot read openclaw.json for allowlist"};
+        case ConfigEditResult::rejected:
+            context.record.allowlistRefused = outcome.verdict;
+            co_return StepResult{StepStatus::warning, "Failed to save allowlist change"};
         case ConfigEditResult::writeFailed:
-            return {StepStatus::warning, "Failed to save allowlist change"};
+            co_return StepResult{StepStatus::warning, "Failed to save allowlist change"};
         case ConfigEditResult::unchanged:
-            return {StepStatus::success, "Already in allowlist"};
+            co_return StepResult{StepStatus::success, "Already in allowlist"};
         case ConfigEditResult::written:
             break;
     }
-    return {StepStatus::success, "Added to main agent's spawn allowlist"};
+    co_return StepResult{StepStatus::success, "Added to main agent's spawn allowlist"};
 }
 
 }  // namespace pellix::steps

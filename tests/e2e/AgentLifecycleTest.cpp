@@ -85,7 +85,7 @@ TEST_F(AgentLifecycle, StatusOfAFreshInstallIsHealthy) {
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(outcome.out.starts_with("Pellix in " + openclawHome() + "\n  Agent files:    " +
                                         pellixDir() + " (7 of 7 required files present)\n"));
-    EXPECT_NE(outcome.out.find("  openclaw.json:  registered (model "
+    EXPECT_NE(outcome.out.find("  openclaw.json:  registered in agents.list (model "
                                "anthropic/claude-sonnet-4-20250514, every 15 min); in the main "
                                "agent's allowAgents\n"),
               std::string::npos);

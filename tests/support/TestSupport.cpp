@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include "OpenClawCommands.h"
 #include "jobs/ServiceManager.h"
 
 #include <gtest/gtest.h>
@@ -104,6 +105,9 @@ Platform testPlatform(const std::string& home, const std::string& fakeBin,
     platform.serviceManager = ServiceManagerChoice::launchd;
     return platform;
 }
+
+WorkerSetup::WorkerSetup(Platform platform)
+    : layout_(platform), host_(std::move(platform)), validator_(openclawValidator(host_)) {}
 
 std::string serviceManagerName(Host& host) {
     return host.serviceManager().runToCompletion()->name();

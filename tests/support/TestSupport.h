@@ -51,16 +51,18 @@ void writeSampleAgent(const std::string& folder);
 // test platform, and the user's choices (the defaults unless a test changes them).
 class WorkerSetup {
 public:
-    explicit WorkerSetup(Platform platform) : layout_(platform), host_(std::move(platform)) {}
-    WorkerContext context() { return {choices, layout_, host_}; }
+    explicit WorkerSetup(Platform platform);
+    WorkerContext context() { return {choices, layout_, host_, validator_, record}; }
     Host& host() { return host_; }
     const OpenClawLayout& layout() const { return layout_; }
 
     Choices choices;
+    InstallRecord record;
 
 private:
     OpenClawLayout layout_;
     Host host_;
+    ConfigValidator validator_;
 };
 
 // The service manager the host chose, and its answers about the four jobs, run to their end.

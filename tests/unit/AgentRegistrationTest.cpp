@@ -35,7 +35,7 @@ class AgentRegistration : public ::testing::Test {
 protected:
     StepResult registerIn(const std::string& before) {
         test::writeFile(config_, before);
-        return steps::registerPellixAgent(model_.context(), config_);
+        return steps::registerPellixAgent(model_.context(), config_).runToCompletion();
     }
     json written() const { return json::parse(test::readFile(config_)); }
     json agentsAfter(const std::string& before) {
@@ -140,7 +140,7 @@ TEST_F(AgentRegistration, SecondRunReportsAlreadyRegisteredAndWritesNothing) {
     agentsAfter("{}");
     const std::string first = test::readFile(config_);
     const ino_t inode = inodeOf(config_);
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::success, "Already registered"}));
     EXPECT_EQ(test::readFile(config_), first);
     EXPECT_EQ(inodeOf(config_), inode);
@@ -185,7 +185,7 @@ TEST_F(AgentRegistration, EachScanPresetWritesItsMinutes) {
 }
 
 TEST_F(AgentRegistration, MissingFileCannotBeRead) {
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
     EXPECT_FALSE(fs::exists(config_));
 }
@@ -209,7 +209,7 @@ TEST_F(AgentRegistration, ReadOnlyFolderFailsToWrite) {
     fs::permissions(home_.path(), fs::perms(0555));
     if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
     const StepResult result = test::runUnprivileged(
-        [this] { return steps::registerPellixAgent(model_.context(), config_); });
+        [this] { return steps::registerPellixAgent(model_.context(), config_).runToCompletion(); });
     fs::permissions(home_.path(), fs::perms(0755));
     EXPECT_EQ(result, (StepResult{StepStatus::failed, "Failed to write openclaw.json"}));
     EXPECT_EQ(test::readFile(config_), "{}");
@@ -221,14 +221,13 @@ TEST_F(AgentRegistration, RefusedBytesFailToWriteAndLeaveOldFileAndNoTemporary) 
     StepResult result;
     {
         FileSizeLimit limit(16);
-        result = steps::registerPellixAgent(model_.context(), config_);
+        result = steps::registerPellixAgent(model_.context(), config_).runToCompletion();
     }
     EXPECT_EQ(result, (StepResult{StepStatus::failed, "Failed to write openclaw.json"}));
     EXPECT_EQ(test::readFile(config_), R"({"keep":"these bytes"})");
-    // The installer's own folder for the backup, and no temporary file anywhere.
-    EXPECT_EQ(namesIn(home_.path()),
-              (std::vector<std::string>{".pellix-installer", "openclaw.json"}));
-    EXPECT_EQ(namesIn(home_ / ".pellix-installer"), std::vector<std::string>{});
+    // Nothing left beside it: the new bytes fail before a backup is due, and no temporary file
+    // stays.
+    EXPECT_EQ(namesIn(home_.path()), std::vector<std::string>{"openclaw.json"});
 }
 
 TEST_F(AgentRegistration, NameLeavingNoRoomForTemporaryFailsToWrite) {
@@ -250,7 +249,7 @@ TEST_F(AgentRegistration, SymbolicLinkStaysALinkAndItsTargetGetsTheEntry) {
     const std::string target = home_ / "real/openclaw.json";
     test::writeFile(target, "{}");
     fs::create_symlink("real/openclaw.json", config_);
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::success, "Registered with sonnet model, 15m scan"}));
     EXPECT_TRUE(fs::is_symlink(config_));
     EXPECT_EQ(fs::read_symlink(config_), "real/openclaw.json");
@@ -261,7 +260,7 @@ TEST_F(AgentRegistration, SymbolicLinkStaysALinkAndItsTargetGetsTheEntry) {
 
 TEST_F(AgentRegistration, DanglingSymbolicLinkCannotBeRead) {
     fs::create_symlink(home_ / "missing/openclaw.json", config_);
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
     EXPECT_FALSE(fs::exists(home_ / "missing"));
 }

@@ -8,7 +8,7 @@
 #include "Cli.h"
 #include "CommandLine.h"
 #include "JsonOutput.h"
-#include "lifecycle/AgentStatus.h"
+#include "OpenClawCommands.h"
 #include "process/Utf8.h"
 
 namespace pellix {
@@ -147,8 +147,8 @@ TEST(NoDisplay, WithoutDisplayOrWaylandOrPlatformTheWindowIsRefused) {
 
 TEST(ConfigValidationVerdict, FromTheHostsAnswer) {
     const auto judged = [](std::int32_t status, const std::string& output) {
-        const ConfigValidation verdict = judgeValidation({status, output});
-        return std::string(toString(verdict.verdict)) + "|" + verdict.detail;
+        const HostVerdict verdict = judgeValidation({status, output});
+        return std::string(toString(verdict.kind)) + "|" + verdict.reason;
     };
     EXPECT_EQ(judged(0, "Config valid."), "valid|");
     EXPECT_EQ(judged(127, "zsh:1: command not found: openclaw"),

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "Cli.h"
-#include "InstallSandbox.h"
+#include "InProcessCommands.h"
 #include "TestSupport.h"
 
 namespace fs = std::filesystem;
@@ -17,25 +17,7 @@ using nlohmann::json;
 namespace pellix {
 namespace {
 
-class CommandsInProcess : public ::testing::Test {
-protected:
-    int run(const std::vector<std::string>& arguments) {
-        out.str("");
-        err.str("");
-        return runCommandLine(arguments, sandbox.platform(), {out, err, false});
-    }
-    json runJson(std::vector<std::string> arguments) {
-        arguments.push_back("--json");
-        exitStatus = run(arguments);
-        return json::parse(out.str());
-    }
-    void install() { ASSERT_EQ(run({"install", "--json"}), 0) << out.str() << err.str(); }
-
-    test::Sandbox sandbox;
-    std::ostringstream out;
-    std::ostringstream err;
-    int exitStatus = -1;
-};
+using CommandsInProcess = test::InProcessCommands;
 
 TEST_F(CommandsInProcess, StatusOfAHomeWithoutTheAgentExitsThree) {
     EXPECT_EQ(run({"status"}), 3);
@@ -240,7 +222,8 @@ TEST_F(CommandsInProcess, InstallJsonKeepsItsShape) {
     std::vector<std::string> keys;
     for (const auto& item : summary.items()) keys.push_back(item.key());
     EXPECT_EQ(keys, std::vector<std::string>({"phase", "progress", "errorMessage", "scanPreset",
-                                              "modelChoice", "steps"}));
+                                              "modelChoice", "steps", "registration",
+                                              "allowlistRefused", "gatewayConfigRefused"}));
     EXPECT_EQ(summary["steps"].size(), 11u);
     EXPECT_TRUE(out.str().starts_with("{\n  \"phase\": \"complete\",\n  \"progress\": 1.0,\n"));
 }

@@ -74,9 +74,14 @@ protected:
     // `run` calls each worker: in this process by default, or as a user without root's rights.
     void expectUnreadableAndUntouched(StepResult (*run)(const Worker&) = runHere) {
         const ino_t inode = inodeOf(config_);
-        EXPECT_EQ(run([this] { return steps::registerPellixAgent(model_.context(), config_); }),
-                  (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
-        EXPECT_EQ(run([this] { return steps::addToAllowlist(model_.context(), config_); }),
+        EXPECT_EQ(
+            run([this] {
+                return steps::registerPellixAgent(model_.context(), config_).runToCompletion();
+            }),
+            (StepResult{StepStatus::failed, "Cannot read openclaw.json"}));
+        EXPECT_EQ(run([this] {
+                      return steps::addToAllowlist(model_.context(), config_).runToCompletion();
+                  }),
                   (StepResult{StepStatus::warning, "Cannot read openclaw.json for allowlist"}));
         EXPECT_EQ(inodeOf(config_), inode);
     }
@@ -199,7 +204,8 @@ TEST_F(ConfigDocument, FileWithoutReadPermissionIsUnreadable) {
 
 TEST_F(ConfigDocument, ByteOrderMarkedFileIsRegisteredAndWrittenWithoutTheMark) {
     test::writeFile(config_, "\xEF\xBB\xBF{\"gateway\":{}}");
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion().status,
+              StepStatus::success);
     const std::string written = test::readFile(config_);
     EXPECT_EQ(written.substr(0, 1), "{");
     EXPECT_EQ(json::parse(written)["agents"]["list"][0]["name"], "pellix");
@@ -208,9 +214,9 @@ TEST_F(ConfigDocument, ByteOrderMarkedFileIsRegisteredAndWrittenWithoutTheMark) 
 TEST_F(ConfigDocument, ByteOrderMarkedFileWithNothingToChangeIsLeftAsItWas) {
     const std::string bytes = "\xEF\xBB\xBF{\"agents\":{\"list\":[{\"name\":\"pellix\"}]}}";
     test::writeFile(config_, bytes);
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::success, "Already registered"}));
-    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_),
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::success, "Already in allowlist"}));
     EXPECT_EQ(test::readFile(config_), bytes);
 }
@@ -218,8 +224,10 @@ TEST_F(ConfigDocument, ByteOrderMarkedFileWithNothingToChangeIsLeftAsItWas) {
 TEST_F(ConfigDocument, EveryObjectHasSortedKeysAfterBothWrites) {
     test::writeFile(config_, R"({"zeta":{"b":1,"a":[{"y":{},"x":2}]},"alpha":{"d":{"q":0,"p":0}},)"
                              R"("agents":{"list":[{"tools":[],"id":"main","model":"m"}]}})");
-    ASSERT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
-    ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
+    ASSERT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion().status,
+              StepStatus::success);
+    ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion().status,
+              StepStatus::success);
     int objectsSeen = 0;
     expectKeysSortedIn(nlohmann::ordered_json::parse(test::readFile(config_)), objectsSeen);
     EXPECT_EQ(objectsSeen, 10);

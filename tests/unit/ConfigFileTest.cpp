@@ -30,9 +30,10 @@ using test::readFile;
 class ConfigFile : public ::testing::Test {
 protected:
     void installBoth() {
-        EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status,
+        EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion().status,
                   StepStatus::success);
-        EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
+        EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion().status,
+                  StepStatus::success);
     }
 
     test::TempDir home_;
@@ -65,7 +66,7 @@ TEST_F(ConfigFile, NextSuccessfulWriteRemovesStaleTemporariesAndKeepsOthers) {
 TEST_F(ConfigFile, NothingToWriteLeavesTemporariesForTheNextWrite) {
     test::writeFile(config_, R"({"agents":{"list":[{"name":"pellix"}]}})");
     test::writeFile(home_ / ".openclaw.json.Ab12Cd", "half a write");
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_),
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion(),
               (StepResult{StepStatus::success, "Already registered"}));
     EXPECT_EQ(namesIn(home_.path()),
               (std::vector<std::string>{".openclaw.json.Ab12Cd", "openclaw.json"}));
@@ -83,16 +84,16 @@ TEST(LargeConfigFile, ThirtyMegabytesAreRegisteredAllowedReadAgainAndPutBack) {
     test::WorkerSetup model(test::testPlatform(home.path()));
     const std::string original = test::sampleConfig(30'000'000);
     test::writeFile(config, original);
-    EXPECT_EQ(steps::registerPellixAgent(model.context(), config),
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).runToCompletion(),
               (StepResult{StepStatus::success, "Registered with sonnet model, 15m scan"}));
-    EXPECT_EQ(steps::addToAllowlist(model.context(), config),
+    EXPECT_EQ(steps::addToAllowlist(model.context(), config).runToCompletion(),
               (StepResult{StepStatus::success, "Added to main agent's spawn allowlist"}));
     EXPECT_GT(fs::file_size(config), 32u * 1024 * 1024);
     const PellixConfigState state = inspectPellixConfig(config);
     EXPECT_TRUE(state.readable && state.registered && state.allowlisted);
-    EXPECT_EQ(steps::registerPellixAgent(model.context(), config),
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).runToCompletion(),
               (StepResult{StepStatus::success, "Already registered"}));
-    EXPECT_EQ(removePellixFromConfig(config), ConfigRemoval::restoredBackup);
+    EXPECT_EQ(removePellixFromConfig(config).outcome, ConfigRemoval::restoredBackup);
     // Not EXPECT_EQ: a failure would print thirty megabytes.
     EXPECT_TRUE(readFile(config) == original);
 }
@@ -102,8 +103,9 @@ TEST(LargeConfigFile, HundredMegabytesAreRegisteredAllowedAndReadAgain) {
     const std::string config = home / "openclaw.json";
     test::WorkerSetup model(test::testPlatform(home.path()));
     test::writeFile(config, test::sampleConfig(100'000'000));
-    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).status, StepStatus::success);
-    EXPECT_EQ(steps::addToAllowlist(model.context(), config),
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).runToCompletion().status,
+              StepStatus::success);
+    EXPECT_EQ(steps::addToAllowlist(model.context(), config).runToCompletion(),
               (StepResult{StepStatus::success, "Added to main agent's spawn allowlist"}));
     const PellixConfigState state = inspectPellixConfig(config);
     EXPECT_TRUE(state.readable && state.registered && state.allowlisted);
@@ -143,7 +145,8 @@ TEST_F(ConfigFile, FileThatKeepsChangingGivesUpWithoutOverwriting) {
     EXPECT_EQ(result, ConfigEditResult::writeFailed);
     EXPECT_EQ(calls, kMaxConfigEditAttempts);
     EXPECT_EQ(readFile(config_), R"({"host":5})");
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion().status,
+              StepStatus::success);
 }
 
 // The host saves its own settings (without Pellix) every few milliseconds while edits run, each

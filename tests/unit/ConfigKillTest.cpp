@@ -46,8 +46,8 @@ bool runInstallKilledAfter(test::WorkerSetup& model, const std::string& config,
                            std::chrono::microseconds delay) {
     const pid_t child = ::fork();
     if (child == 0) {
-        steps::registerPellixAgent(model.context(), config);
-        steps::addToAllowlist(model.context(), config);
+        steps::registerPellixAgent(model.context(), config).runToCompletion();
+        steps::addToAllowlist(model.context(), config).runToCompletion();
         ::_exit(0);
     }
     const auto deadline = Clock::now() + delay;
@@ -98,8 +98,10 @@ TEST(ConfigKill, FileIsAlwaysOneOfTheThreeVersionsAndTheNextRunLeavesNoTemporary
     EXPECT_GE(seen.size(), 2u) << "the kills all landed in one phase of the run";
 
     test::writeFile(target, original);
-    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).status, StepStatus::success);
-    EXPECT_EQ(steps::addToAllowlist(model.context(), config).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model.context(), config).runToCompletion().status,
+              StepStatus::success);
+    EXPECT_EQ(steps::addToAllowlist(model.context(), config).runToCompletion().status,
+              StepStatus::success);
     EXPECT_EQ(test::namesIn(home / "real"), std::vector<std::string>{"openclaw.json"});
     EXPECT_EQ(test::namesIn(home / ".pellix-installer"),
               (std::vector<std::string>{"openclaw.json.backup", "openclaw.json.record"}));

@@ -190,11 +190,13 @@ TEST_F(InstallPipeline, UnreadableConfigStopsAtRegistrationWithTheWorkersText) {
     EXPECT_DOUBLE_EQ(model.progress(), 5.0 / 11.0);
 }
 
+Task<StepResult> refusedAllowlist(WorkerContext, std::string) {
+    co_return StepResult{S::failed, "refused"};
+}
+
 TEST_F(InstallPipeline, FailedAllowlistIsShownAndTheRunStillCompletes) {
     InstallWorkers workers;
-    workers.addToAllowlist = [](const WorkerContext&, const std::string&) {
-        return StepResult{S::failed, "refused"};
-    };
+    workers.addToAllowlist = refusedAllowlist;
     InstallerViewModel model(platform(), std::move(workers));
     model.startInstall();
     EXPECT_EQ(model.steps()[5].status, S::failed);
@@ -270,9 +272,10 @@ TEST_F(InstallPipeline, EveryBlockingJobGoesThroughTheExecutor) {
     InstallerViewModel model(std::move(counted));
     model.startInstall();
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
-    // The copy, then which/reload/print for the service, three reloads and which for the
-    // scanners, the gateway restart and the verification listing.
-    EXPECT_EQ(jobs, 10);
+    // The copy, the two edits of openclaw.json (each asks the host's validator, so neither may
+    // hold the window), then which/reload/print for the service, three reloads and which for
+    // the scanners, the gateway restart and the verification listing.
+    EXPECT_EQ(jobs, 12);
 }
 
 TEST_F(InstallPipeline, ChoicesReachTheRegistration) {

@@ -28,9 +28,10 @@ protected:
         fs::permissions(config_, fs::perms(0640));
     }
     void install() {
-        ASSERT_EQ(steps::registerPellixAgent(model_.context(), config_).status,
+        ASSERT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion().status,
                   StepStatus::success);
-        ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
+        ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion().status,
+                  StepStatus::success);
     }
     mode_t modeOf(const std::string& path) const {
         struct stat info {};
@@ -91,7 +92,8 @@ TEST_F(OpenClawConfig, InspectCallsAFileWithTextAfterTheObjectUnreadable) {
 
 TEST_F(OpenClawConfig, NoBackupBeforeTheFirstWrite) {
     EXPECT_EQ(findConfigBackup(config_), std::nullopt);
-    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).status, StepStatus::success);
+    EXPECT_EQ(steps::registerPellixAgent(model_.context(), config_).runToCompletion().status,
+              StepStatus::success);
     const std::optional<ConfigBackupInfo> backup = findConfigBackup(config_);
     ASSERT_NE(backup, std::nullopt);
     EXPECT_EQ(backup->path, backup_);
@@ -114,7 +116,7 @@ TEST_F(OpenClawConfig, BackupIsNotReplacedWhenTheFileIsWhatTheInstallerWrote) {
     test::writeFile(config_, changed);
     // The removal's result holds no Pellix and is the installer's own: the next install keeps
     // the copy from before the first one.
-    ASSERT_EQ(removePellixFromConfig(config_), ConfigRemoval::removed);
+    ASSERT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::removed);
     install();
     EXPECT_EQ(readFile(backup_), kOriginal);
 }
@@ -124,13 +126,14 @@ TEST_F(OpenClawConfig, BackupIsNotReplacedByAFileThatAlreadyHoldsPellix) {
     std::string edited = readFile(config_);
     edited.replace(edited.find("\"coder\","), 8, "");
     test::writeFile(config_, edited);
-    ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).status, StepStatus::success);
+    ASSERT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion().status,
+              StepStatus::success);
     EXPECT_EQ(readFile(backup_), kOriginal);
 }
 
 TEST_F(OpenClawConfig, BackupIsRetakenWhenTheHostRewroteTheFileWithoutPellix) {
     install();
-    ASSERT_EQ(removePellixFromConfig(config_), ConfigRemoval::restoredBackup);
+    ASSERT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::restoredBackup);
     const std::string hostVersion = R"({"agents":{"list":[{"id":"main"}]},"v":2})";
     test::writeFile(config_, hostVersion);
     install();
@@ -139,7 +142,7 @@ TEST_F(OpenClawConfig, BackupIsRetakenWhenTheHostRewroteTheFileWithoutPellix) {
 
 TEST_F(OpenClawConfig, RemovalPutsBackTheBackupWhenTheFileIsWhatTheInstallerWrote) {
     install();
-    EXPECT_EQ(removePellixFromConfig(config_), ConfigRemoval::restoredBackup);
+    EXPECT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::restoredBackup);
     EXPECT_EQ(readFile(config_), kOriginal);
     EXPECT_EQ(modeOf(config_), 0640u);
 }
@@ -149,7 +152,7 @@ TEST_F(OpenClawConfig, RemovalEditsAFileSomeoneElseChangedAndKeepsTheirChange) {
     std::string changed = readFile(config_);
     changed.replace(changed.find("\"key\": \"sk-123\""), 15, "\"key\": \"sk-456\"");
     test::writeFile(config_, changed);
-    EXPECT_EQ(removePellixFromConfig(config_), ConfigRemoval::removed);
+    EXPECT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::removed);
     EXPECT_EQ(readFile(config_), R"({
   "agents": {
     "list": [
@@ -171,16 +174,16 @@ TEST_F(OpenClawConfig, RemovalEditsAFileSomeoneElseChangedAndKeepsTheirChange) {
 
 TEST_F(OpenClawConfig, SecondRemovalIsANoOpThatDoesNotRewriteTheFile) {
     install();
-    ASSERT_EQ(removePellixFromConfig(config_), ConfigRemoval::restoredBackup);
+    ASSERT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::restoredBackup);
     const ino_t inode = inodeOf(config_);
-    EXPECT_EQ(removePellixFromConfig(config_), ConfigRemoval::nothingToRemove);
+    EXPECT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::nothingToRemove);
     EXPECT_EQ(inodeOf(config_), inode);
     EXPECT_EQ(readFile(config_), kOriginal);
 }
 
 TEST_F(OpenClawConfig, RemovalWithoutAnyBackupEditsTheFile) {
     test::writeFile(config_, R"({"agents":{"list":[{"name":"pellix"}]},"a":1.0})");
-    EXPECT_EQ(removePellixFromConfig(config_), ConfigRemoval::removed);
+    EXPECT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::removed);
     EXPECT_EQ(readFile(config_), "{\n  \"a\": 1.0,\n  \"agents\": {\n    \"list\": []\n  }\n}");
 }
 
@@ -188,13 +191,14 @@ TEST_F(OpenClawConfig, RemovalLeavesAnUnreadableFileUntouched) {
     const std::string bytes = "{\"agents\":{\"list\":[{\"name\":\"pellix\"}]}} x";
     test::writeFile(config_, bytes);
     const ino_t inode = inodeOf(config_);
-    EXPECT_EQ(removePellixFromConfig(config_), ConfigRemoval::unreadable);
+    EXPECT_EQ(removePellixFromConfig(config_).outcome, ConfigRemoval::unreadable);
     EXPECT_EQ(readFile(config_), bytes);
     EXPECT_EQ(inodeOf(config_), inode);
 }
 
 TEST_F(OpenClawConfig, RemovalWithoutAFileHasNothingToRemove) {
-    EXPECT_EQ(removePellixFromConfig(home_ / "absent.json"), ConfigRemoval::nothingToRemove);
+    EXPECT_EQ(removePellixFromConfig(home_ / "absent.json").outcome,
+              ConfigRemoval::nothingToRemove);
     EXPECT_EQ(namesIn(home_.path()), std::vector<std::string>{"openclaw.json"});
 }
 
@@ -204,7 +208,7 @@ TEST_F(OpenClawConfig, RemovalThatCannotWriteReportsItAndKeepsTheFile) {
     ConfigRemoval outcome{};
     {
         test::FileSizeLimit limit(8);
-        outcome = removePellixFromConfig(config_);
+        outcome = removePellixFromConfig(config_).outcome;
     }
     EXPECT_EQ(outcome, ConfigRemoval::writeFailed);
     EXPECT_EQ(readFile(config_), bytes);

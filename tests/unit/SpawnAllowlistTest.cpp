@@ -27,7 +27,7 @@ class SpawnAllowlist : public ::testing::Test {
 protected:
     StepResult allowIn(const std::string& before) {
         test::writeFile(config_, before);
-        return steps::addToAllowlist(model_.context(), config_);
+        return steps::addToAllowlist(model_.context(), config_).runToCompletion();
     }
     json agentsAfter(const std::string& before) {
         EXPECT_EQ(allowIn(before), kAdded);
@@ -41,7 +41,7 @@ protected:
     void expectUntouchedBy(const std::string& before, const StepResult& expected) {
         test::writeFile(config_, before);
         const ino_t inode = inodeOf(config_);
-        EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), expected);
+        EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion(), expected);
         EXPECT_EQ(test::readFile(config_), before);
         EXPECT_EQ(inodeOf(config_), inode);
     }
@@ -131,7 +131,7 @@ TEST_F(SpawnAllowlist, SecondRunIsAlreadyInAllowlist) {
 }
 
 TEST_F(SpawnAllowlist, MissingFileGivesWarning) {
-    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), kCannotRead);
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion(), kCannotRead);
     EXPECT_FALSE(fs::exists(config_));
 }
 
@@ -149,16 +149,17 @@ TEST_F(SpawnAllowlist, UnreadableFileGivesWarning) {
     fs::permissions(home_.path(), fs::perms(0755));
     fs::permissions(config_, fs::perms::none);
     if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
-    EXPECT_EQ(
-        test::runUnprivileged([this] { return steps::addToAllowlist(model_.context(), config_); }),
-        kCannotRead);
+    EXPECT_EQ(test::runUnprivileged([this] {
+                  return steps::addToAllowlist(model_.context(), config_).runToCompletion();
+              }),
+              kCannotRead);
     fs::permissions(config_, fs::perms(0600));
     EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
 }
 
 TEST_F(SpawnAllowlist, DirectoryInPlaceOfTheFileGivesWarning) {
     test::makeDirs(config_);
-    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), kCannotRead);
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion(), kCannotRead);
     EXPECT_TRUE(fs::is_directory(config_));
 }
 
@@ -168,8 +169,8 @@ TEST_F(SpawnAllowlist, ReadOnlyFolderGivesSaveWarning) {
     fs::permissions(config_, fs::perms(0644));
     fs::permissions(home_.path(), fs::perms(0555));
     if (const auto why = test::cannotRunUnprivilegedIn(home_.path())) GTEST_SKIP() << *why;
-    const StepResult result =
-        test::runUnprivileged([this] { return steps::addToAllowlist(model_.context(), config_); });
+    const StepResult result = test::runUnprivileged(
+        [this] { return steps::addToAllowlist(model_.context(), config_).runToCompletion(); });
     fs::permissions(home_.path(), fs::perms(0755));
     EXPECT_EQ(result, kCannotSave);
     EXPECT_EQ(test::readFile(config_), R"({"agents":{"list":[{"id":"main"}]}})");
@@ -180,21 +181,20 @@ TEST_F(SpawnAllowlist, RefusedBytesGiveSaveWarningAndLeaveOldFileAndNoTemporary)
     test::writeFile(config_, before);
     const StepResult result = [&] {
         test::FileSizeLimit limit(16);
-        return steps::addToAllowlist(model_.context(), config_);
+        return steps::addToAllowlist(model_.context(), config_).runToCompletion();
     }();
 
     EXPECT_EQ(result, kCannotSave);
     EXPECT_EQ(test::readFile(config_), before);
-    // The installer's own folder for the backup, and no temporary file anywhere.
-    EXPECT_EQ(test::namesIn(home_.path()),
-              (std::vector<std::string>{".pellix-installer", "openclaw.json"}));
-    EXPECT_EQ(test::namesIn(home_ / ".pellix-installer"), std::vector<std::string>{});
+    // Nothing left beside it: the new bytes fail before a backup is due, and no temporary file
+    // stays.
+    EXPECT_EQ(test::namesIn(home_.path()), std::vector<std::string>{"openclaw.json"});
 }
 
 TEST_F(SpawnAllowlist, SuccessfulWriteKeepsOwnerOnlyPermission) {
     test::writeFile(config_, R"({"agents":{"list":[{"id":"main"}]}})");
     fs::permissions(config_, fs::perms(0600));
-    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_), kAdded);
+    EXPECT_EQ(steps::addToAllowlist(model_.context(), config_).runToCompletion(), kAdded);
     EXPECT_EQ(fs::status(config_).permissions() & fs::perms::mask, fs::perms(0600));
     EXPECT_EQ(test::namesIn(home_.path()),
               (std::vector<std::string>{".pellix-installer", "openclaw.json"}));

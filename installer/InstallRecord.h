@@ -1,0 +1,28 @@
+#pragma once
+// What an install found out besides its checklist rows, for the front ends that show more than
+// rows: the terminal prints it as lines after the rows, the JSON summary as fields, the receipt
+// keeps it. The window shows its rows only. Plain data, owned by the view model and written on
+// its thread between the rows.
+
+#include <optional>
+#include <string>
+
+#include "config/HostVerdict.h"
+
+namespace pellix {
+
+struct InstallRecord {
+    // How openclaw.json took the Pellix entry.
+    struct Registration {
+        std::string form;     // where the entry stands: "agents.list", "agents.entries", ...
+        std::string host;     // who judged it: "OpenClaw 2026.9.6"; empty when nobody could
+        HostVerdict verdict;  // what the host said of the bytes written (or refused)
+    };
+    std::optional<Registration> registration;
+    // What the host said when it refused the allowlist change; nothing was written then.
+    std::optional<HostVerdict> allowlistRefused;
+    // The host's line when the gateway restart was refused because it rejects its config.
+    std::optional<std::string> gatewayConfigRefused;
+};
+
+}  // namespace pellix
