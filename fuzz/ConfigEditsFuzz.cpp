@@ -1,7 +1,8 @@
-// libFuzzer target over openclaw.json's two edits and their inverses. For any bytes: never a
-// crash; a refused file is left byte for byte as it was; an edited file keeps every value of the
-// input apart from the places the edits are documented to change, and the inverses take out
-// everything the edits added.
+// libFuzzer target over openclaw.json's two edits and their inverses, the entry written as the
+// installer writes it first and in each host's own form (keyed entries, listed entries with an
+// id). For any bytes: never a crash; a refused file is left byte for byte as it was; an edited
+// file keeps every value of the input apart from the places the edits are documented to change,
+// and the inverses take out everything the edits added.
 
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "config/ConfigDocument.h"
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
+#include "config/HostForm.h"
 
 namespace pellix {
 namespace {
@@ -84,6 +86,45 @@ void checkFileRefused(const std::string& bytes) {
     if (result != ConfigEditResult::unreadable || now.str() != bytes) fail("refused file changed");
 }
 
+HostAgentForm keyedForm() {
+    HostAgentForm form;
+    form.container = HostAgentForm::Container::entries;
+    form.containerKey = "entries";
+    form.name = form.description = form.heartbeatModel = form.allowAgents = true;
+    form.model = HostAgentForm::Model::primary;
+    form.interval = HostAgentForm::Interval::every;
+    form.tools = HostAgentForm::Tools::allow;
+    form.ownership = "explicit";
+    return form;
+}
+
+HostAgentForm listedForm() {
+    HostAgentForm form;
+    form.idKey = form.name = form.description = form.heartbeatModel = form.allowAgents = true;
+    form.model = HostAgentForm::Model::text;
+    form.interval = HostAgentForm::Interval::every;
+    form.tools = HostAgentForm::Tools::allow;
+    return form;
+}
+
+// The host's forms: outside "agents" nothing changes, what was written reads back, and the
+// inverses leave no trace of Pellix.
+void checkHostForm(const ConfigDocument& before, const HostAgentForm& form) {
+    std::optional<ConfigDocument> edited = ConfigDocument::parse(before.serialize().value());
+    registerAgentInHostForm(*edited, Choices{}, form);
+    allowPellix(*edited);
+    std::optional<ConfigDocument> reread = ConfigDocument::parse(edited->serialize().value());
+    if (!reread) fail("the installer cannot read the host's form it wrote");
+    expectMembersKept(before, before.root(), *reread, reread->root(), "agents");
+    if (member(before.root(), "agents") == nullptr && pellixEntryOf(reread->root()) == nullptr) {
+        fail("the host's form was not written");
+    }
+    unregisterAgent(*reread);
+    disallowPellix(*reread);
+    if (mentionsPellix(reread->root())) fail("the inverse edits left the host's form behind");
+    expectMembersKept(before, before.root(), *reread, reread->root(), "agents");
+}
+
 }  // namespace
 }  // namespace pellix
 
@@ -106,5 +147,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     unregisterAgent(*reread);
     disallowPellix(*reread);
     if (mentionsPellix(reread->root())) fail("the inverse edits left Pellix behind");
+    static const HostAgentForm keyed = keyedForm();
+    static const HostAgentForm listed = listedForm();
+    checkHostForm(*before, keyed);
+    checkHostForm(*before, listed);
     return 0;
 }
