@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -29,12 +30,12 @@ std::string text(const ConfigDocument& document, const JsonValue& value) {
     return document.serialize(value).value();
 }
 
-// Every member of `before` but `except` is in `after` with the same value.
+// Every member of `before` but those in `except` is in `after` with the same value.
 void expectMembersKept(const ConfigDocument& a, const JsonValue& before, const ConfigDocument& b,
-                       const JsonValue& after, std::string_view except) {
+                       const JsonValue& after, std::initializer_list<std::string_view> except) {
     for (auto it = before.MemberBegin(); it != before.MemberEnd(); ++it) {
         const std::string_view key(it->name.GetString(), it->name.GetStringLength());
-        if (key == except) continue;
+        if (std::find(except.begin(), except.end(), key) != except.end()) continue;
         const JsonValue* kept = member(after, key);
         if (kept == nullptr || text(b, *kept) != text(a, *member(before, key))) {
             fail("a member outside the edits changed");
@@ -46,24 +47,40 @@ void expectEntriesKept(const ConfigDocument& a, const JsonValue& list, const Con
                        const JsonValue& edited) {
     if (edited.Size() < list.Size()) fail("the agent list lost an entry");
     for (rapidjson::SizeType i = 0; i < list.Size(); ++i) {
-        expectMembersKept(a, list[i], b, edited[i], "subagents");
+        expectMembersKept(a, list[i], b, edited[i], {"subagents"});
         const JsonValue* subagents = member(list[i], "subagents");
         if (subagents == nullptr || !subagents->IsObject()) continue;
         const JsonValue* now = member(edited[i], "subagents");
         if (now == nullptr || !now->IsObject()) fail("subagents lost");
-        expectMembersKept(a, *subagents, b, *now, "allowAgents");
+        expectMembersKept(a, *subagents, b, *now, {"allowAgents"});
     }
 }
 
+void expectKeyedEntriesKept(const ConfigDocument& a, const JsonValue& agents,
+                            const ConfigDocument& b, const JsonValue& editedAgents) {
+    const JsonValue* entries = member(agents, "entries");
+    if (entries == nullptr || !entries->IsObject()) return;
+    const JsonValue* now = member(editedAgents, "entries");
+    if (now == nullptr || !now->IsObject()) fail("keyed entries lost");
+    expectMembersKept(a, *entries, b, *now, {"main"});
+    const JsonValue* main = member(*entries, "main");
+    if (main == nullptr || !main->IsObject()) return;
+    const JsonValue* editedMain = member(*now, "main");
+    if (editedMain == nullptr || !editedMain->IsObject()) fail("the keyed main agent is gone");
+    expectMembersKept(a, *main, b, *editedMain, {"subagents"});
+}
+
 void checkEditsKeepValues(const ConfigDocument& before, const ConfigDocument& after) {
-    expectMembersKept(before, before.root(), after, after.root(), "agents");
+    expectMembersKept(before, before.root(), after, after.root(), {"agents"});
     const JsonValue* agents = member(before.root(), "agents");
     if (agents == nullptr || !agents->IsObject()) return;
     const JsonValue* list = findAgentList(before.root());
     const JsonValue* editedAgents = member(after.root(), "agents");
     if (editedAgents == nullptr || !editedAgents->IsObject()) fail("agents is gone");
     const std::string_view key = member(*agents, "items") ? "items" : "list";
-    expectMembersKept(before, *agents, after, *editedAgents, key);
+    // The allowlist item goes to the main agent wherever it is kept, keyed entries too.
+    expectMembersKept(before, *agents, after, *editedAgents, {key, "entries"});
+    expectKeyedEntriesKept(before, *agents, after, *editedAgents);
     if (list == nullptr) return;
     // The list moves under "items" only when an edit changed it.
     const JsonValue* editedList = member(*editedAgents, key);
@@ -115,14 +132,14 @@ void checkHostForm(const ConfigDocument& before, const HostAgentForm& form) {
     allowPellix(*edited);
     std::optional<ConfigDocument> reread = ConfigDocument::parse(edited->serialize().value());
     if (!reread) fail("the installer cannot read the host's form it wrote");
-    expectMembersKept(before, before.root(), *reread, reread->root(), "agents");
+    expectMembersKept(before, before.root(), *reread, reread->root(), {"agents"});
     if (member(before.root(), "agents") == nullptr && pellixEntryOf(reread->root()) == nullptr) {
         fail("the host's form was not written");
     }
     unregisterAgent(*reread);
     disallowPellix(*reread);
     if (mentionsPellix(reread->root())) fail("the inverse edits left the host's form behind");
-    expectMembersKept(before, before.root(), *reread, reread->root(), "agents");
+    expectMembersKept(before, before.root(), *reread, reread->root(), {"agents"});
 }
 
 }  // namespace
