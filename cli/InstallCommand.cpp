@@ -6,6 +6,7 @@
 #include "Commands.h"
 #include "InstallerViewModel.h"
 #include "JsonOutput.h"
+#include "files/AgentTree.h"
 
 namespace pellix {
 
@@ -64,6 +65,9 @@ void writeRecord(JsonOutput& json, const InstallRecord& record) {
         json.null();
     }
     json.key("gatewayConfigRefused").textOrNull(record.gatewayConfigRefused);
+    json.key("keptBeside").beginArray();
+    for (const std::string& path : record.keptBeside) json.text(path);
+    json.endArray();
 }
 
 // The same in lines, after the rows: only what a row could not say.
@@ -75,6 +79,10 @@ void printRecord(std::ostream& out, const InstallRecord& record) {
     if (record.allowlistRefused) {
         out << "OpenClaw rejects the allowlist change (" << record.allowlistRefused->reason
             << "); openclaw.json was left as it was.\n";
+    }
+    for (const std::string& path : record.keptBeside) {
+        out << "Kept your " << path << "; this version's is beside it as " << path << kBesideSuffix
+            << "\n";
     }
     if (record.gatewayConfigRefused) {
         out << "OpenClaw did not restart: " << *record.gatewayConfigRefused

@@ -46,6 +46,52 @@ void writeConfig(JsonOutput& json, const PellixConfigState& config) {
     json.endObject();
 }
 
+std::optional<std::string> nonEmpty(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional(text);
+}
+
+// What the last install recorded: the version, the choices, the receipt, what drifted since.
+void writeInstallRecord(JsonOutput& json, const AgentStatus& status) {
+    const std::optional<Receipt>& receipt = status.receipt.receipt;
+    json.key("version").beginObject();
+    json.key("installed").textOrNull(status.agentVersion());
+    json.key("shipped").textOrNull(status.shippedAgentVersion);
+    json.key("upgradeAvailable").boolean(status.upgradeAvailable());
+    json.endObject();
+    json.key("choices");
+    if (receipt) {
+        json.beginObject();
+        json.key("scanPreset").textOrNull(nonEmpty(receipt->scanPreset));
+        json.key("modelChoice").textOrNull(nonEmpty(receipt->modelChoice));
+        json.endObject();
+    } else {
+        json.null();
+    }
+    json.key("receipt").beginObject();
+    json.key("path").text(status.receiptFile);
+    json.key("state").text(toString(status.receipt.state));
+    json.key("schemaVersion");
+    if (status.receipt.schemaVersion > 0) {
+        json.integer(status.receipt.schemaVersion);
+    } else {
+        json.null();
+    }
+    json.key("installerVersion")
+        .textOrNull(receipt ? nonEmpty(receipt->installerVersion) : std::nullopt);
+    json.key("installedAt").textOrNull(receipt ? nonEmpty(receipt->installedAt) : std::nullopt);
+    json.endObject();
+    json.key("drift").beginObject();
+    json.key("modified").beginArray();
+    for (const std::string& file : status.drift.modified) json.text(file);
+    json.endArray();
+    json.key("missing").beginArray();
+    for (const std::string& file : status.drift.missing) json.text(file);
+    json.endArray();
+    json.endObject();
+    json.key("opsPresent").boolean(status.opsPresent);
+    json.key("interruptedReinstall").textOrNull(status.setAsideTree);
+}
+
 std::string statusJson(const AgentStatus& status) {
     JsonOutput json;
     json.beginObject();
@@ -79,6 +125,7 @@ std::string statusJson(const AgentStatus& status) {
     json.key("verdict").text(toString(status.validation.kind));
     json.key("detail").text(status.validation.reason);
     json.endObject();
+    writeInstallRecord(json, status);
     json.key("problems").beginArray();
     for (const std::string& problem : status.problems) json.text(problem);
     json.endArray();
@@ -111,8 +158,35 @@ std::string describeConfig(const PellixConfigState& config) {
                                       : "; not in the main agent's allowAgents");
 }
 
+std::string describeVersion(const AgentStatus& status) {
+    std::string text = status.agentVersion().value_or("not known");
+    if (status.upgradeAvailable()) {
+        text += " (the installer has " + *status.shippedAgentVersion + ": run install to upgrade)";
+    }
+    return text;
+}
+
+std::string describeReceipt(const AgentStatus& status) {
+    const ReceiptRead& read = status.receipt;
+    switch (read.state) {
+        case ReceiptState::missing:
+            return "none";
+        case ReceiptState::unreadable:
+            return status.receiptFile + " (not readable; ignored)";
+        case ReceiptState::newer:
+            return status.receiptFile + " (schema " + std::to_string(read.schemaVersion) +
+                   ", from a newer installer; ignored)";
+        case ReceiptState::current:
+        case ReceiptState::older:
+            break;
+    }
+    return status.receiptFile + " (installed " + read.receipt->installedAt +
+           " by pellix-installer " + read.receipt->installerVersion + ")";
+}
+
 void printStatus(std::ostream& out, const AgentStatus& status, bool colour) {
     out << "Pellix in " << status.openclawHome << "\n";
+
     out << "  Agent files:    "
         << (status.pellixDir
                 ? *status.pellixDir + " (" +
@@ -131,6 +205,12 @@ void printStatus(std::ostream& out, const AgentStatus& status, bool colour) {
         << "\n";
     out << "  Config check:   " << toString(status.validation.kind)
         << (status.validation.reason.empty() ? "" : ": " + status.validation.reason) << "\n";
+    out << "  Receipt:        " << describeReceipt(status) << "\n";
+    out << "  Version:        " << describeVersion(status) << "\n";
+    if (status.receipt.receipt) {
+        out << "  Choices:        scan " << status.receipt.receipt->scanPreset << ", model "
+            << status.receipt.receipt->modelChoice << "\n";
+    }
     if (status.problems.empty()) {
         out << "Healthy.\n";
         return;

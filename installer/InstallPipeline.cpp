@@ -7,6 +7,7 @@
 
 #include "InstallerViewModel.h"
 #include "OpenClawCommands.h"
+#include "files/AgentTree.h"
 #include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
@@ -49,21 +50,6 @@ struct InstallStopped {};
 bool somethingExistsAt(const std::string& path) {
     std::error_code error;
     return fs::exists(fs::symlink_status(fs::path(path), error));
-}
-
-// Replaces whatever stands at `destination` with a copy of the tree at `source`. Like the
-// platform's copy, it refuses an existing destination (hence the removal first), creates no
-// missing parent folder, and copies symbolic links as links.
-std::error_code replaceWithCopy(const std::string& source, const std::string& destination) {
-    std::error_code error;
-    if (somethingExistsAt(destination)) {
-        fs::remove_all(fs::path(destination), error);
-        if (error) return error;
-    }
-    if (somethingExistsAt(destination)) return std::make_error_code(std::errc::file_exists);
-    fs::copy(fs::path(source), fs::path(destination),
-             fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
-    return error;
 }
 
 std::string lastComponent(const std::string& path) {
@@ -134,6 +120,7 @@ Task<void> InstallerViewModel::runInstall() {
     co_await restartGateway();
     beginStep(verification);
     finishStep(verification, co_await verifyInstall(pellixDir));
+    co_await writeInstallReceipt(*workspacePath, pellixDir);
     setProgress(1.0);
     setPhase(InstallerPhase::complete);
 }
@@ -182,19 +169,24 @@ std::optional<std::string> InstallerViewModel::detectWorkspace() {
 Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
     beginStep(agentFiles);
     const std::string bundleSource = host_.platform().resourceDirectory + "/pellix-bundle";
+    // Without a bundle, an earlier tree that a killed reinstall left aside goes back first.
+    if (!somethingExistsAt(bundleSource) && setAsideTreeLeft(pellixDir)) {
+        recoverSetAsideTree(pellixDir);
+    }
     if (somethingExistsAt(bundleSource)) {
-        // An earlier install is replaced, not merged: the copy runs off the UI thread because a
-        // large tree takes a while.
-        auto copyTree = [bundleSource, pellixDir] {
-            return replaceWithCopy(bundleSource, pellixDir);
+        // An earlier install's files are replaced, not merged, and its ops/ is carried across;
+        // off the UI thread, because a large tree takes a while.
+        auto replaceTree = [bundleSource, pellixDir] {
+            return replaceAgentTree(bundleSource, pellixDir);
         };
-        const std::error_code error =
-            co_await runBlocking(host_.platform().runBlockingJob, std::move(copyTree));
-        if (error) {
-            stopWithError(agentFiles, error.message(),
-                          "Failed to copy agent files: " + error.message());
+        TreeReplacement replaced =
+            co_await runBlocking(host_.platform().runBlockingJob, std::move(replaceTree));
+        if (!replaced) {
+            stopWithError(agentFiles, replaced.describe(),
+                          "Failed to copy agent files: " + replaced.describe());
             co_return false;
         }
+        record_.keptBeside = std::move(replaced.keptBeside);
         finishStep(agentFiles, {StepStatus::success, "Installed from app bundle"});
     } else if (somethingExistsAt(pellixDir)) {
         finishStep(agentFiles, {StepStatus::success, "Already present at " + pellixDir});

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "config/HostVerdict.h"
 
@@ -23,6 +24,9 @@ struct InstallRecord {
     std::optional<HostVerdict> allowlistRefused;
     // The host's line when the gateway restart was refused because it rejects its config.
     std::optional<std::string> gatewayConfigRefused;
+    // ops/ paths (relative to the agent's tree) where the user's file was kept and the new
+    // bundle's written beside it as "<path>.pellix-new".
+    std::vector<std::string> keptBeside;
 };
 
 }  // namespace pellix

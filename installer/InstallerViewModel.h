@@ -95,6 +95,7 @@ private:
     Task<bool> registerAgentStep();
     void createOpsDirectories(const std::string& pellixDir);
     Task<void> restartGateway();
+    Task<void> writeInstallReceipt(std::string workspace, std::string pellixDir);
     void beginStep(int row);
     void finishStep(int row, const StepResult& result);
     void stopWithError(int row, const std::string& detail, std::string message);

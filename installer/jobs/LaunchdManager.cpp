@@ -104,6 +104,10 @@ public:
         co_return removal;
     }
 
+    std::vector<std::string> jobFiles(const AgentJob& job) const override {
+        return {plistPath(job)};
+    }
+
 private:
     std::string plistPath(const AgentJob& job) const {
         return launchAgentsFolder(context_.home()) + "/" + jobLabel(job.labelSuffix) + ".plist";

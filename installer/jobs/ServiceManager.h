@@ -41,6 +41,8 @@ public:
     virtual Task<JobState> describeJob(AgentJob job) = 0;
     // Stops the job, unloads it and deletes its files; a job that is not there counts as removed.
     virtual Task<JobRemoval> removeJob(AgentJob job) = 0;
+    // The files that installing the job writes.
+    virtual std::vector<std::string> jobFiles(const AgentJob& job) const = 0;
 };
 
 std::unique_ptr<ServiceManager> makeLaunchdManager(ManagerContext context);

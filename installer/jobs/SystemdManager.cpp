@@ -158,6 +158,12 @@ public:
         co_return removal;
     }
 
+    std::vector<std::string> jobFiles(const AgentJob& job) const override {
+        std::vector<std::string> files = {unitPath(serviceUnitName(job))};
+        if (!job.alwaysOn()) files.push_back(unitPath(timerUnitName(job)));
+        return files;
+    }
+
 private:
     std::string unitFolder() const {
         // Relative values are invalid by the XDG rules and ignored, as systemd ignores them.

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "OpenClawCommands.h"
+#include "files/AgentTree.h"
 #include "jobs/ServiceManager.h"
 #include "steps/RequiredAgentFiles.h"
 
@@ -19,6 +20,33 @@ void nameJobProblems(const JobState& job, std::vector<std::string>& problems) {
         problems.push_back(job.label + ": not loaded");
     } else if (job.alwaysOn && !job.running) {
         problems.push_back(job.label + ": loaded but not running");
+    }
+}
+
+// What the receipt tells: shipped files changed or gone, the data folder gone, a reinstall cut
+// short, the receipt itself gone or unreadable.
+void nameInstallProblems(AgentStatus& status) {
+    auto& problems = status.problems;
+    for (const std::string& file : status.drift.modified) {
+        problems.push_back("agent files: " + file + " was changed since the install");
+    }
+    for (const std::string& file : status.drift.missing) {
+        if (std::find(status.missingFiles.begin(), status.missingFiles.end(), file) ==
+            status.missingFiles.end()) {
+            problems.push_back("agent files: " + file + " is missing");
+        }
+    }
+    if (status.pellixDir && !status.opsPresent) {
+        problems.push_back("agent data: " + *status.pellixDir + "/ops is missing");
+    }
+    if (status.setAsideTree) {
+        problems.push_back("agent files: a reinstall was cut short and left " +
+                           *status.setAsideTree + "; run install to finish it");
+    }
+    if (status.receipt.state == ReceiptState::missing) {
+        problems.push_back("receipt: " + status.receiptFile + " is missing");
+    } else if (status.receipt.state == ReceiptState::unreadable) {
+        problems.push_back("receipt: " + status.receiptFile + " cannot be read; ignored");
     }
 }
 
@@ -50,6 +78,7 @@ void nameProblems(AgentStatus& status) {
     if (status.validation.rejected()) {
         problems.push_back("openclaw config validate: " + status.validation.reason);
     }
+    nameInstallProblems(status);
 }
 
 }  // namespace
@@ -61,10 +90,18 @@ bool AgentStatus::installed() const {
     return pellixDir || config.registered || config.allowlisted || anyJob;
 }
 
+std::optional<std::string> AgentStatus::agentVersion() const {
+    return receipt.receipt ? receipt.receipt->agentVersion : std::nullopt;
+}
+
+bool AgentStatus::upgradeAvailable() const {
+    return shippedAgentVersion && agentVersion() && *shippedAgentVersion != *agentVersion();
+}
+
 namespace {
 
 // What the file system says, gathered in one blocking job: a large openclaw.json takes a while.
-AgentStatus lookAtFiles(const OpenClawLayout& layout) {
+AgentStatus lookAtFiles(const OpenClawLayout& layout, const std::string& bundleDir) {
     AgentStatus status;
     status.openclawHome = layout.openclawHome();
     status.configFile = layout.configFile();
@@ -79,13 +116,28 @@ AgentStatus lookAtFiles(const OpenClawLayout& layout) {
     std::error_code error;
     status.sessionStorePresent = fs::is_directory(fs::path(status.sessionStore), error);
     status.backup = findConfigBackup(status.configFile);
+    status.receiptFile = receiptPath(status.openclawHome);
+    status.receipt = readReceipt(status.receiptFile);
+    if (status.pellixDir) {
+        status.opsPresent = fs::is_directory(fs::path(*status.pellixDir + "/ops"), error);
+        if (status.receipt.receipt)
+            status.drift = driftOf(*status.receipt.receipt, *status.pellixDir);
+    }
+    if (const std::optional<std::string> workspace = layout.workspace()) {
+        const std::string pellixDir =
+            status.pellixDir.value_or(OpenClawLayout::pellixDirIn(*workspace));
+        if (setAsideTreeLeft(pellixDir)) status.setAsideTree = setAsidePath(pellixDir);
+    }
+    status.shippedAgentVersion = bundleVersion(bundleDir);
     return status;
 }
 
 }  // namespace
 
 Task<AgentStatus> gatherAgentStatus(const OpenClawLayout& layout, Host& host, bool askTheHost) {
-    auto job = [&layout] { return lookAtFiles(layout); };
+    auto job = [&layout, bundleDir = host.platform().resourceDirectory + "/pellix-bundle"] {
+        return lookAtFiles(layout, bundleDir);
+    };
     AgentStatus status = co_await runBlocking(host.platform().runBlockingJob, std::move(job));
     ServiceManager* manager = co_await host.serviceManager();
     status.serviceManager = manager->name();

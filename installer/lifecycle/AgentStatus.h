@@ -13,6 +13,7 @@
 #include "Task.h"
 #include "config/HostVerdict.h"
 #include "config/OpenClawConfig.h"
+#include "lifecycle/Receipt.h"
 
 namespace pellix {
 
@@ -29,11 +30,24 @@ struct AgentStatus {
     std::optional<ConfigBackupInfo> backup;
     // The host's own verdict on openclaw.json (`openclaw config validate`), with its reason.
     HostVerdict validation;
+    // What the last install recorded, and what changed since among the files it shipped.
+    std::string receiptFile;
+    ReceiptRead receipt;
+    Drift drift;
+    // The agent version this installer ships, where its bundle names one.
+    std::optional<std::string> shippedAgentVersion;
+    bool opsPresent = false;
+    // The earlier tree a killed reinstall left aside, when one is there.
+    std::optional<std::string> setAsideTree;
     std::vector<std::string> problems;  // each one a sentence naming the part; empty when healthy
 
     // Anything of the agent present: its tree, its entry or allowlist item, a job file or job.
     // The session store and the backup are left behind on purpose, so they do not count.
     bool installed() const;
+    // The installed agent's version, from the receipt.
+    std::optional<std::string> agentVersion() const;
+    // This installer ships another version than the one installed.
+    bool upgradeAvailable() const;
 };
 
 // Looks at everything; runs `openclaw config validate` only when something is installed and

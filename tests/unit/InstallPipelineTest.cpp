@@ -274,8 +274,9 @@ TEST_F(InstallPipeline, EveryBlockingJobGoesThroughTheExecutor) {
     ASSERT_EQ(model.phase(), InstallerPhase::complete);
     // The copy, the two edits of openclaw.json (each asks the host's validator, so neither may
     // hold the window), then which/reload/print for the service, three reloads and which for
-    // the scanners, the gateway restart and the verification listing.
-    EXPECT_EQ(jobs, 12);
+    // the scanners, the gateway restart, the verification listing and the receipt (its manifest
+    // reads every file placed).
+    EXPECT_EQ(jobs, 13);
 }
 
 TEST_F(InstallPipeline, ChoicesReachTheRegistration) {

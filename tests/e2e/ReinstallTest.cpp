@@ -1,0 +1,215 @@
+// A second install over the first through the built binary, with the fake launchctl and
+// openclaw: the agent's and the user's files under ops/ survive a new bundle and a kill -9 at any
+// moment, the receipt tells what is installed, and each problem status names is cured by
+// installing again.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <thread>
+
+#include "HeadlessRun.h"
+#include "TestSupport.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace pellix {
+namespace {
+
+struct Kept {
+    std::string bytes;  // the link's target for a link
+    unsigned mode = 0;
+    long long mtime = 0;
+    bool link = false;
+};
+
+class Reinstall : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::makeDirs(openclawHome() + "/workspace-main/agents");
+        test::writeFile(openclawHome() + "/openclaw.json",
+                        R"({"agents": {"list": [{"id": "main", "model": "x"}]}})");
+        fakeBin = test::installFakeCommands(root / "fakebin");
+        test::leadChildPathWith(home(), fakeBin);
+        copy.emplace(root / "app");
+    }
+
+    std::string home() const { return root / "home"; }
+    std::string openclawHome() const { return home() + "/.openclaw"; }
+    std::string pellixDir() const {
+        return openclawHome() + "/workspace-main/agents/pellix-unified";
+    }
+    std::string bundle() const { return copy->bundleDir(); }
+
+    json runJson(std::vector<std::string> arguments) {
+        arguments.push_back("--json");
+        last = test::runInstaller(copy->executable(), arguments, home(), std::nullopt);
+        return json::parse(last.out);
+    }
+    void install() {
+        const json summary = runJson({"install"});
+        ASSERT_EQ(last.exitStatus, 0) << last.out << last.err;
+        ASSERT_EQ(summary["phase"], "complete");
+    }
+
+    // `count` files of the user's and the agent's under ops/, in twenty folders, with modes and
+    // times of their own, and a link.
+    void fillOps(int count) {
+        for (int i = 0; i < count; ++i) {
+            const std::string file = pellixDir() + "/ops/memory/day-" + std::to_string(i % 20) +
+                                     "/note-" + std::to_string(i) + ".md";
+            test::writeFile(file, "note " + std::to_string(i) + "\n");
+            ::chmod(file.c_str(), i % 3 == 0 ? 0600 : 0644);
+            const struct timespec times[2] = {{1600000000 + i, 0}, {1600000000 + i, 0}};
+            ::utimensat(AT_FDCWD, file.c_str(), times, 0);
+        }
+        fs::create_symlink("memory/day-0/note-0.md", pellixDir() + "/ops/latest");
+        test::writeFile(pellixDir() + "/ops/agent-watch-list.md", "- my-agent\n");
+    }
+
+    std::map<std::string, Kept> opsNow() const {
+        std::map<std::string, Kept> files;
+        const std::string ops = pellixDir() + "/ops";
+        for (auto it = fs::recursive_directory_iterator(ops); it != fs::end(it); ++it) {
+            struct stat info {};
+            ::lstat(it->path().c_str(), &info);
+            Kept kept;
+            kept.link = S_ISLNK(info.st_mode);
+            if (!kept.link && !S_ISREG(info.st_mode)) continue;
+            kept.bytes = kept.link ? fs::read_symlink(it->path()).string()
+                                   : test::readFile(it->path().string());
+            kept.mode = info.st_mode & 07777;
+            kept.mtime = info.st_mtime;
+            files[it->path().lexically_relative(ops).string()] = kept;
+        }
+        return files;
+    }
+
+    void expectKept(const std::map<std::string, Kept>& before) const {
+        const std::map<std::string, Kept> now = opsNow();
+        int lost = 0;
+        for (const auto& [path, kept] : before) {
+            const auto found = now.find(path);
+            if (found == now.end() || found->second.bytes != kept.bytes ||
+                found->second.mode != kept.mode || found->second.mtime != kept.mtime ||
+                found->second.link != kept.link) {
+                if (++lost <= 5) ADD_FAILURE() << "ops/" << path << " was not kept as it was";
+            }
+        }
+        EXPECT_EQ(lost, 0);
+    }
+
+    test::TempDir root;
+    std::string fakeBin;
+    std::optional<test::InstalledCopy> copy;
+    test::ProcessOutcome last{};
+};
+
+TEST_F(Reinstall, ANewBundleKeepsTwoThousandUserFilesUnderOps) {
+    test::writeFile(bundle() + "/RETIRED.md", "only in this version\n");
+    install();
+    fillOps(2000);
+    const std::map<std::string, Kept> before = opsNow();
+    // The next version: a file added, one removed, one changed, one under ops/ that the user has.
+    test::writeFile(bundle() + "/NEW.md", "new in this version\n");
+    fs::remove(bundle() + "/RETIRED.md");
+    test::writeFile(bundle() + "/SOUL.md", "changed soul\n");
+    test::writeFile(bundle() + "/ops/agent-watch-list.md", "# watch list template v2\n");
+    test::writeFile(bundle() + "/VERSION", "1.3.0\n");
+
+    const json summary = runJson({"install"});
+    ASSERT_EQ(last.exitStatus, 0) << last.out << last.err;
+    EXPECT_EQ(summary["steps"][2]["detail"], "Installed from app bundle");
+    EXPECT_EQ(summary["keptBeside"], json::array({"ops/agent-watch-list.md"}));
+    expectKept(before);
+    EXPECT_EQ(test::readFile(pellixDir() + "/ops/agent-watch-list.md.pellix-new"),
+              "# watch list template v2\n");
+    EXPECT_EQ(test::readFile(pellixDir() + "/NEW.md"), "new in this version\n");
+    EXPECT_EQ(test::readFile(pellixDir() + "/SOUL.md"), "changed soul\n");
+    EXPECT_FALSE(fs::exists(pellixDir() + "/RETIRED.md"));
+
+    const json status = runJson({"status"});
+    EXPECT_EQ(last.exitStatus, 0) << status["problems"];
+    EXPECT_EQ(status["version"]["installed"], "1.3.0");
+    EXPECT_EQ(status["receipt"]["state"], "current");
+    EXPECT_EQ(status["drift"]["modified"], json::array());
+}
+
+TEST_F(Reinstall, TheTerminalNamesTheFileKeptBeside) {
+    install();
+    test::writeFile(pellixDir() + "/ops/agent-watch-list.md", "- my-agent\n");
+    test::writeFile(bundle() + "/ops/agent-watch-list.md", "# template\n");
+    last = test::runInstaller(copy->executable(), {"install"}, home(), std::nullopt);
+    EXPECT_EQ(last.exitStatus, 0);
+    EXPECT_NE(last.out.find("Kept your ops/agent-watch-list.md; this version's is beside it as "
+                            "ops/agent-watch-list.md.pellix-new\n"),
+              std::string::npos)
+        << last.out;
+}
+
+// Starts the install and kills it with SIGKILL after `delay`.
+void installKilledAfter(const std::string& executable, const std::string& home,
+                        std::chrono::microseconds delay) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const int null = ::open("/dev/null", O_RDWR);
+        ::dup2(null, 0);
+        ::dup2(null, 1);
+        ::dup2(null, 2);
+        const std::string homeVariable = "HOME=" + home;
+        char* const argv[] = {const_cast<char*>(executable.c_str()), const_cast<char*>("install"),
+                              nullptr};
+        char* const envp[] = {const_cast<char*>(homeVariable.c_str()),
+                              const_cast<char*>("PATH=/usr/bin:/bin"), nullptr};
+        ::execve(executable.c_str(), argv, envp);
+        ::_exit(127);
+    }
+    std::this_thread::sleep_for(delay);
+    ::kill(child, SIGKILL);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+}
+
+TEST_F(Reinstall, KillNineAtAnyMomentOfThirtyReinstallsLosesNoOpsFile) {
+    install();
+    fillOps(2000);
+    test::writeFile(bundle() + "/ops/agent-watch-list.md", "# template\n");
+    const std::map<std::string, Kept> before = opsNow();
+    // How long one whole reinstall takes here, to spread the kills over all of it.
+    const auto started = std::chrono::steady_clock::now();
+    install();
+    const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - started);
+    // Half the kills anywhere in the run, half in its first twentieth, where the tree is
+    // replaced.
+    std::mt19937 random(20261123);
+    std::uniform_int_distribution<long long> anywhere(0, whole.count());
+    std::uniform_int_distribution<long long> early(0, whole.count() / 20);
+    const std::string agents = openclawHome() + "/workspace-main/agents";
+    int midReplacement = 0;
+    for (int run = 0; run < 30; ++run) {
+        const long long delay = run % 2 ? anywhere(random) : early(random);
+        installKilledAfter(copy->executable(), home(), std::chrono::microseconds(delay));
+        midReplacement += fs::exists(agents + "/.pellix-unified.previous") ||
+                          fs::exists(agents + "/.pellix-unified.incoming");
+    }
+    std::cout << midReplacement << " of 30 kills left a reinstall half done\n";
+    install();
+    expectKept(before);
+    EXPECT_FALSE(fs::exists(openclawHome() + "/workspace-main/agents/.pellix-unified.previous"));
+    EXPECT_FALSE(fs::exists(openclawHome() + "/workspace-main/agents/.pellix-unified.incoming"));
+}
+
+}  // namespace
+}  // namespace pellix
