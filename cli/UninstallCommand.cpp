@@ -40,6 +40,10 @@ void printUninstall(const Console& console, const UninstallReport& result, bool 
     for (const PartResult& part : result.agentFiles) {
         printLine(console, part.status, "agent files " + part.name + ": " + part.detail);
     }
+    if (result.receipt) {
+        printLine(console, result.receipt->status,
+                  "receipt " + result.receipt->name + ": " + result.receipt->detail);
+    }
     if (result.config) {
         const bool ok = *result.config != ConfigRemoval::unreadable &&
                         *result.config != ConfigRemoval::writeFailed &&
@@ -82,6 +86,15 @@ std::string uninstallJson(const UninstallReport& result, const std::string& conf
     json.key("wasInstalled").boolean(result.wasInstalled);
     parts("jobs", result.jobs);
     parts("agentFiles", result.agentFiles);
+    json.key("receipt");
+    if (result.receipt) {
+        json.beginObject();
+        json.key("path").text(result.receipt->name);
+        json.key("removed").boolean(result.receipt->status != StepStatus::failed);
+        json.endObject();
+    } else {
+        json.null();
+    }
     json.key("config").beginObject();
     json.key("path").text(configFile);
     json.key("outcome").textOrNull(

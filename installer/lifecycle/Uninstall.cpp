@@ -4,9 +4,11 @@
 #include <system_error>
 
 #include "OpenClawCommands.h"
+#include "files/AgentTree.h"
 #include "files/HomeLock.h"
 #include "jobs/ServiceManager.h"
 #include "lifecycle/AgentStatus.h"
+#include "lifecycle/Receipt.h"
 
 namespace fs = std::filesystem;
 
@@ -32,6 +34,39 @@ std::vector<PartResult> removeAgentTrees(const OpenClawLayout& layout) {
     return results;
 }
 
+// What the receipt lists that discovery did not find (job files written where the manager's
+// folder was then, a tree in another workspace, a reinstall cut short), then the receipt itself,
+// whose removal is returned. The backup of openclaw.json stays.
+std::optional<PartResult> removeRecordedLeftovers(const OpenClawLayout& layout,
+                                                  std::vector<PartResult>& results) {
+    const std::string path = receiptPath(layout.openclawHome());
+    const ReceiptRead read = readReceipt(path);
+    std::vector<std::string> leftovers;
+    if (read.receipt) {
+        for (const std::string& file : read.receipt->jobFiles) {
+            if (fs::path(file).filename().string().starts_with("ai.pellix.")) {
+                leftovers.push_back(file);
+            }
+        }
+        if (read.receipt->pellixDir.ends_with("/agents/pellix-unified")) {
+            leftovers.push_back(read.receipt->pellixDir);
+            leftovers.push_back(setAsidePath(read.receipt->pellixDir));
+        }
+    }
+    for (const std::string& leftover : leftovers) {
+        std::error_code error;
+        if (!fs::exists(fs::symlink_status(fs::path(leftover), error))) continue;
+        fs::remove_all(fs::path(leftover), error);
+        results.push_back({leftover, error ? StepStatus::failed : StepStatus::success,
+                           error ? error.message() : "removed (listed in the receipt)"});
+    }
+    std::error_code error;
+    if (!fs::exists(fs::symlink_status(fs::path(path), error))) return std::nullopt;
+    fs::remove(fs::path(path), error);
+    return PartResult{path, error ? StepStatus::failed : StepStatus::success,
+                      error ? error.message() : "removed"};
+}
+
 PartResult handleSessionStore(const std::string& store, bool purge) {
     std::error_code error;
     if (!purge) {
@@ -49,6 +84,7 @@ PartResult handleSessionStore(const std::string& store, bool purge) {
 
 struct RemovedFiles {
     std::vector<PartResult> agentFiles;
+    std::optional<PartResult> receipt;
     ConfigRemovalOutcome config;
 };
 
@@ -69,6 +105,7 @@ std::vector<std::string> UninstallReport::problems() const {
         found.push_back("openclaw.json: OpenClaw rejects it without Pellix (" +
                         configVerdict.reason + "); left as it was");
     }
+    if (receipt) collect(*receipt);
     collect(sessionStore);
     return found;
 }
@@ -91,14 +128,17 @@ Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
                                    removal.removed ? "stopped and removed" : removal.detail});
         }
         auto removeFiles = [&layout, &host] {
+            std::vector<PartResult> files = removeAgentTrees(layout);
+            std::optional<PartResult> receipt = removeRecordedLeftovers(layout, files);
             // A home without openclaw.json has no entry to take out: nothingToRemove.
             return RemovedFiles{
-                removeAgentTrees(layout),
+                std::move(files), std::move(receipt),
                 removePellixFromConfig(layout.configFile(), openclawValidator(host))};
         };
         RemovedFiles removed =
             co_await runBlocking(host.platform().runBlockingJob, std::move(removeFiles));
         report.agentFiles = std::move(removed.agentFiles);
+        report.receipt = std::move(removed.receipt);
         report.config = removed.config.outcome;
         report.configVerdict = removed.config.verdict;
     }

@@ -32,6 +32,7 @@ struct UninstallReport {
     bool wasInstalled = false;
     std::vector<PartResult> jobs;
     std::vector<PartResult> agentFiles;
+    std::optional<PartResult> receipt;    // none when there was no receipt
     std::optional<ConfigRemoval> config;  // none when openclaw.json was not looked at
     HostVerdict configVerdict;            // what the host said of the file without Pellix
     PartResult sessionStore;

@@ -12,10 +12,12 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <sstream>
 #include <thread>
 
 #include "HeadlessRun.h"
@@ -35,7 +37,7 @@ struct Kept {
 };
 
 class Reinstall : public ::testing::Test {
-protected:
+public:
     void SetUp() override {
         test::makeDirs(openclawHome() + "/workspace-main/agents");
         test::writeFile(openclawHome() + "/openclaw.json",
@@ -210,6 +212,122 @@ TEST_F(Reinstall, KillNineAtAnyMomentOfThirtyReinstallsLosesNoOpsFile) {
     EXPECT_FALSE(fs::exists(openclawHome() + "/workspace-main/agents/.pellix-unified.previous"));
     EXPECT_FALSE(fs::exists(openclawHome() + "/workspace-main/agents/.pellix-unified.incoming"));
 }
+
+TEST_F(Reinstall, UninstallRemovesWhatTheReceiptListsThenTheReceiptAndKeepsTheBackup) {
+    install();
+    // A job file the manager's folder no longer leads to, still listed in the receipt.
+    const std::string stray = root / "old-agents/ai.pellix.pellix.wal.plist";
+    test::writeFile(stray, "<plist/>");
+    const std::string receipt = openclawHome() + "/.pellix-installer/receipt.json";
+    json listed = json::parse(test::readFile(receipt));
+    listed["jobFiles"].push_back(stray);
+    test::writeFile(receipt, listed.dump(2));
+
+    const json removed = runJson({"uninstall"});
+    EXPECT_EQ(last.exitStatus, 0) << last.out;
+    EXPECT_FALSE(fs::exists(stray));
+    EXPECT_FALSE(fs::exists(receipt));
+    EXPECT_EQ(removed["receipt"]["removed"], true);
+    EXPECT_TRUE(fs::exists(openclawHome() + "/.pellix-installer/openclaw.json.backup"));
+}
+
+// One way to break an install, the words status names it with, and what must hold after the
+// cure besides a healthy status.
+struct Breakage {
+    const char* name;
+    std::function<void(Reinstall&)> breakIt;
+    const char* named;
+    // What ops/ holds after the cure besides the user's own file: the user's file only when
+    // ops/ was not the part deleted.
+    std::vector<std::string> opsAfter = {"memory/keep.md"};
+};
+
+class Cure : public Reinstall, public ::testing::WithParamInterface<Breakage> {};
+
+void dropLoadedJob(const std::string& state, const std::string& label) {
+    std::istringstream lines(test::readFile(state));
+    std::string kept;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with(label + "\t")) kept += line + "\n";
+    }
+    test::writeFile(state, kept);
+}
+
+TEST_P(Cure, StatusNamesTheProblemAndASecondInstallCuresItKeepingOps) {
+    install();
+    test::writeFile(pellixDir() + "/ops/memory/keep.md", "mine\n");
+    GetParam().breakIt(*this);
+    const json broken = runJson({"status"});
+    EXPECT_EQ(last.exitStatus, 1) << broken["problems"];
+    EXPECT_NE(broken["problems"].dump().find(GetParam().named), std::string::npos)
+        << broken["problems"];
+
+    install();
+    const json cured = runJson({"status"});
+    EXPECT_EQ(last.exitStatus, 0) << cured["problems"];
+    for (const std::string& file : GetParam().opsAfter) {
+        EXPECT_TRUE(fs::exists(pellixDir() + "/ops/" + file)) << file;
+    }
+}
+
+std::string configOf(Reinstall& test) {
+    return test.openclawHome() + "/openclaw.json";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryProblem, Cure,
+    ::testing::Values(
+        Breakage{"ShippedFileDeleted", [](Reinstall& t) { fs::remove(t.pellixDir() + "/SOUL.md"); },
+                 "SOUL.md"},
+        Breakage{"ShippedFileChanged",
+                 [](Reinstall& t) { test::writeFile(t.pellixDir() + "/AGENTS.md", "mine"); },
+                 "AGENTS.md was changed since the install"},
+        Breakage{"JobFileDeleted",
+                 [](Reinstall& t) {
+                     fs::remove(t.home() + "/Library/LaunchAgents/ai.pellix.pellix.wal.plist");
+                 },
+                 "ai.pellix.pellix.wal"},
+        Breakage{"JobUnloaded",
+                 [](Reinstall& t) {
+                     dropLoadedJob(t.fakeBin + "/loaded", "ai.pellix.pellix.tripwire-ai");
+                 },
+                 "ai.pellix.pellix.tripwire-ai: not loaded"},
+        Breakage{"EntryTakenOut",
+                 [](Reinstall& t) {
+                     json config = json::parse(test::readFile(configOf(t)));
+                     auto& list = config["agents"]["list"];
+                     list.erase(list.begin() + 1);
+                     test::writeFile(configOf(t), config.dump(2));
+                 },
+                 "no Pellix agent entry"},
+        Breakage{"AllowlistItemTakenOut",
+                 [](Reinstall& t) {
+                     json config = json::parse(test::readFile(configOf(t)));
+                     config["agents"]["list"][0].erase("subagents");
+                     test::writeFile(configOf(t), config.dump(2));
+                 },
+                 "allowAgents"},
+        Breakage{"SessionStoreDeleted",
+                 [](Reinstall& t) { fs::remove_all(t.openclawHome() + "/agents/pellix"); },
+                 "session store"},
+        Breakage{
+            "ReceiptDeleted",
+            [](Reinstall& t) { fs::remove(t.openclawHome() + "/.pellix-installer/receipt.json"); },
+            "receipt"},
+        Breakage{"OpsDeleted",
+                 [](Reinstall& t) { fs::remove_all(t.pellixDir() + "/ops"); },
+                 "/ops is missing",
+                 {"memory", "snapshots", "wal"}},
+        Breakage{"ReinstallCutShort",
+                 [](Reinstall& t) {
+                     test::writeFile(t.openclawHome() +
+                                         "/workspace-main/agents/.pellix-unified.previous/ops/"
+                                         "memory/from-the-killed-run.md",
+                                     "kept\n");
+                 },
+                 "a reinstall was cut short",
+                 {"memory/keep.md", "memory/from-the-killed-run.md"}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace pellix

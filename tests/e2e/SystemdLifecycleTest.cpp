@@ -81,5 +81,39 @@ TEST_F(SystemdLifecycle, InstallStatusUninstallStatusUninstall) {
     EXPECT_EQ(test::readFile(fakeBin + "/calls.log"), calls) << "no gateway restart";
 }
 
+// The job rows of the cure: each break named by status under the real manager, and cured by a
+// second install with the agent's data kept.
+TEST_F(SystemdLifecycle, ASecondInstallCuresADeletedUnitAStoppedJobAndADisabledOne) {
+    const auto installed = run({"install"});
+    ASSERT_EQ(installed.exitStatus, 0) << installed.out << installed.err;
+    const std::string keep =
+        openclawHome() + "/workspace-main/agents/pellix-unified/ops/memory/keep.md";
+    test::writeFile(keep, "mine\n");
+    const std::pair<const char*, const char*> breaks[] = {
+        {"rm -f \"$HOME/.config/systemd/user/ai.pellix.pellix.wal.timer\" && "
+         "systemctl --user daemon-reload",
+         "ai.pellix.pellix.wal"},
+        {"systemctl --user stop ai.pellix.pellix-service.service", "ai.pellix.pellix-service"},
+        {"systemctl --user disable --now ai.pellix.pellix.tripwire-ai.timer",
+         "ai.pellix.pellix.tripwire-ai"},
+    };
+    for (const auto& [command, named] : breaks) {
+        const std::string shell = "HOME=" + home() +
+                                  " XDG_RUNTIME_DIR=" + manager->runtimeDirectory() + " sh -c '" +
+                                  command + "'";
+        ASSERT_EQ(std::system(shell.c_str()), 0) << command;
+        const auto broken = run({"status", "--json"});
+        EXPECT_EQ(broken.exitStatus, 1) << command << "\n" << broken.out;
+        EXPECT_NE(json::parse(broken.out)["problems"].dump().find(named), std::string::npos)
+            << command << "\n"
+            << broken.out;
+        const auto cured = run({"install"});
+        EXPECT_EQ(cured.exitStatus, 0) << cured.out << cured.err;
+        const auto healthy = run({"status", "--json"});
+        EXPECT_EQ(healthy.exitStatus, 0) << command << "\n" << healthy.out;
+        EXPECT_EQ(test::readFile(keep), "mine\n");
+    }
+}
+
 }  // namespace
 }  // namespace pellix

@@ -188,6 +188,9 @@ TEST_F(CommandsInProcess, UninstallPrintsOneLinePerPart) {
                              "  ✓ agent files " +
                              sandbox.pellixDir() +
                              ": removed\n"
+                             "  ✓ receipt " +
+                             home +
+                             "/.pellix-installer/receipt.json: removed\n"
                              "  ✓ openclaw.json: put back as it was before the install (the "
                              "backup's bytes)\n"
                              "  ✓ session store " +

@@ -1,0 +1,106 @@
+// How much longer a reinstall over an agent tree whose ops/ holds 10,000 files takes than a
+// fresh install of the same bundle, measured in the same run: the whole headless install through
+// the binary (fakes that answer at once), and the agent-files work alone (the tree replaced and
+// the receipt's manifest read), where carrying the data would show if it were copied. Target for
+// the whole install: at most 1.2.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "HeadlessRun.h"
+#include "TestSupport.h"
+#include "files/AgentTree.h"
+#include "lifecycle/Receipt.h"
+
+using Clock = std::chrono::steady_clock;
+namespace test = pellix::test;
+
+namespace {
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double secondsFor(const auto& action) {
+    const auto start = Clock::now();
+    action();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void fillOps(const std::string& pellixDir) {
+    for (int i = 0; i < 10000; ++i) {
+        test::writeFile(pellixDir + "/ops/memory/day-" + std::to_string(i % 100) + "/note-" +
+                            std::to_string(i) + ".md",
+                        "note " + std::to_string(i) + "\n");
+    }
+}
+
+std::string newHome(const test::TempDir& root, const std::string& name,
+                    const std::string& fakeBin) {
+    const std::string home = root / name;
+    test::makeDirs(home + "/.openclaw/workspace-main/agents");
+    test::writeFile(home + "/.openclaw/openclaw.json", R"({"agents": {"list": []}})");
+    test::leadChildPathWith(home, fakeBin);
+    return home;
+}
+
+double install(const test::InstalledCopy& copy, const std::string& home) {
+    int status = 0;
+    const double seconds = secondsFor([&] {
+        status = test::runInstaller(copy.executable(), {"install", "--json"}, home, std::nullopt)
+                     .exitStatus;
+    });
+    if (status != 0) {
+        std::fprintf(stderr, "install in %s failed with status %d\n", home.c_str(), status);
+        std::exit(1);
+    }
+    return seconds;
+}
+
+double agentFilesStep(const std::string& bundle, const std::string& pellixDir) {
+    return secondsFor([&] {
+        if (!pellix::replaceAgentTree(bundle, pellixDir)) std::exit(1);
+        (void)pellix::manifestOf(bundle);
+    });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    test::TempDir root;
+    const test::InstalledCopy copy(root / "app");
+    const std::string fakeBin = test::installFakeCommands(root / "fakebin");
+    const std::string agents = "/.openclaw/workspace-main/agents/pellix-unified";
+
+    std::vector<double> fresh, again, freshStep, againStep;
+    for (int round = 0; round < rounds; ++round) {
+        fresh.push_back(install(copy, newHome(root, "fresh-" + std::to_string(round), fakeBin)));
+        const std::string home = newHome(root, "again-" + std::to_string(round), fakeBin);
+        install(copy, home);
+        fillOps(home + agents);
+        again.push_back(install(copy, home));
+
+        const std::string stepRoot = root / ("step-" + std::to_string(round));
+        test::makeDirs(stepRoot + "/fresh/agents");
+        freshStep.push_back(agentFilesStep(copy.bundleDir(), stepRoot + "/fresh/agents/tree"));
+        test::makeDirs(stepRoot + "/again/agents");
+        agentFilesStep(copy.bundleDir(), stepRoot + "/again/agents/tree");
+        fillOps(stepRoot + "/again/agents/tree");
+        againStep.push_back(agentFilesStep(copy.bundleDir(), stepRoot + "/again/agents/tree"));
+    }
+    const double ratio = median(again) / median(fresh);
+    std::printf(
+        "fresh install: median %.3f s; reinstall over 10,000 ops files: median %.3f s "
+        "(%d rounds)\n",
+        median(fresh), median(again), rounds);
+    std::printf("ratio: %.3f (target <= 1.20) %s\n", ratio, ratio <= 1.20 ? "PASS" : "OVER");
+    std::printf("agent files alone: fresh %.4f s, over 10,000 ops files %.4f s, ratio %.2f\n",
+                median(freshStep), median(againStep), median(againStep) / median(freshStep));
+    return 0;
+}
