@@ -2,8 +2,8 @@
 // agent wrote survives, byte for byte, with modes, times and links; a killed run is finished by
 // the next one.
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
