@@ -10,24 +10,16 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "HeadlessRun.h"
 #include "TestSupport.h"
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double secondsFor(const auto& action) {
-    const auto start = Clock::now();
-    action();
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using pellix::bench::median;
+using pellix::bench::secondsFor;
 
 }  // namespace
 

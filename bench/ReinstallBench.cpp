@@ -11,26 +11,18 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "HeadlessRun.h"
 #include "TestSupport.h"
 #include "files/AgentTree.h"
 #include "lifecycle/Receipt.h"
 
-using Clock = std::chrono::steady_clock;
 namespace test = pellix::test;
 
 namespace {
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double secondsFor(const auto& action) {
-    const auto start = Clock::now();
-    action();
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using pellix::bench::median;
+using pellix::bench::secondsFor;
 
 void fillOps(const std::string& pellixDir) {
     for (int i = 0; i < 10000; ++i) {

@@ -36,6 +36,8 @@ int executeCommand(const CommandOptions& options, Platform platform, const Conso
             return installCommand(options, std::move(platform), console);
         case Command::status:
             return statusCommand(options, std::move(platform), console);
+        case Command::configure:
+            return configureCommand(options, std::move(platform), console);
         case Command::uninstall:
             return uninstallCommand(options, std::move(platform), console);
         case Command::restoreConfig:

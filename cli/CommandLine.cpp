@@ -14,6 +14,7 @@ struct NamedCommand {
 };
 constexpr NamedCommand kCommands[] = {{"install", Command::install},
                                       {"status", Command::status},
+                                      {"configure", Command::configure},
                                       {"uninstall", Command::uninstall},
                                       {"restore-config", Command::restoreConfig}};
 
@@ -44,6 +45,7 @@ std::optional<std::string> takeOption(const std::vector<std::string>& arguments,
         return std::nullopt;
     };
     const bool installing = options.command == Command::install;
+    const bool choosing = installing || options.command == Command::configure;
     if ((name == "--help" || name == "-h") && !inlineValue) {
         options.help = true;
     } else if (name == "--json" && !inlineValue) {
@@ -52,9 +54,11 @@ std::optional<std::string> takeOption(const std::vector<std::string>& arguments,
         options.purge = true;
     } else if (name == "--headless" && !inlineValue && installing) {
         // `install --headless` says the same thing twice; harmless.
-    } else if (name == "--scan" && installing) {
+    } else if (name == "--scan" && choosing) {
+        options.scanGiven = true;
         return takeChoice(name, value(), isScanPreset, scanPresetWords(), options.scanPreset);
-    } else if (name == "--model" && installing) {
+    } else if (name == "--model" && choosing) {
+        options.modelGiven = true;
         return takeChoice(name, value(), isModel, modelWords(), options.modelChoice);
     } else if (!arguments[i].starts_with("-")) {
         return "unexpected argument '" + arguments[i] + "'";

@@ -1,6 +1,6 @@
 #pragma once
 // The command line: one parser, one usage text per command and one table of exit statuses for
-// `install`, `status`, `uninstall` and `restore-config`. Pure functions; any thread.
+// `install`, `status`, `configure`, `uninstall` and `restore-config`. Pure functions; any thread.
 
 #include <optional>
 #include <string>
@@ -18,7 +18,7 @@ inline int toInt(ExitCode code) {
     return static_cast<int>(code);
 }
 
-enum class Command { window, help, version, install, status, uninstall, restoreConfig };
+enum class Command { window, help, version, install, status, uninstall, restoreConfig, configure };
 
 struct CommandOptions {
     Command command = Command::window;
@@ -27,6 +27,9 @@ struct CommandOptions {
     bool purge = false;
     std::string scanPreset{kDefaultScanPreset};
     std::string modelChoice{kDefaultModel};
+    // Whether --scan or --model was given (configure changes only those).
+    bool scanGiven = false;
+    bool modelGiven = false;
 };
 
 struct UsageError {

@@ -1,5 +1,5 @@
 #pragma once
-// The four commands, one file each, over the installer core: each makes the core's call, prints
+// The five commands, one file each, over the installer core: each makes the core's call, prints
 // its result on the console (with --json: exactly one JSON object on standard output) and
 // returns its exit status. Main thread only.
 
@@ -15,6 +15,7 @@ namespace pellix {
 
 int installCommand(const CommandOptions& options, Platform platform, const Console& console);
 int statusCommand(const CommandOptions& options, Platform platform, const Console& console);
+int configureCommand(const CommandOptions& options, Platform platform, const Console& console);
 int uninstallCommand(const CommandOptions& options, Platform platform, const Console& console);
 int restoreConfigCommand(const CommandOptions& options, Platform platform, const Console& console);
 

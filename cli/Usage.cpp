@@ -17,6 +17,7 @@ constexpr const char* kProgramHelp =
     "Commands:\n"
     "  install          install from the terminal, without a window or a display\n"
     "  status           show whether the agent is installed and healthy\n"
+    "  configure        change the scan frequency or the model of the installed agent\n"
     "  uninstall        stop and remove the agent's jobs, files and openclaw.json entry\n"
     "  restore-config   put openclaw.json back as it was before the installer first changed it\n"
     "\n"
@@ -51,6 +52,27 @@ std::string installHelp() {
            "  -h, --help       show this help and exit\n"
            "\n"
            "Exit status: 0 installed (warnings included), 1 installation failed, 2 usage error.\n";
+}
+
+std::string configureHelp() {
+    return "Usage: pellix-installer configure [--scan PRESET] [--model MODEL] [--json]\n"
+           "\n"
+           "Changes the installed agent's choices in place: its model, heartbeat model and\n"
+           "heartbeat interval in openclaw.json (every other setting stays as it was), the\n"
+           "receipt, and restarts the OpenClaw gateway when the file changed. A choice left out\n"
+           "keeps the one in effect; when nothing differs, nothing is written.\n"
+           "\n"
+           "  --scan PRESET    scan frequency: " +
+           scanPresetWords() +
+           "\n"
+           "  --model MODEL    AI model: " +
+           modelWords() +
+           "\n"
+           "  --json           print only one JSON object on standard output\n"
+           "  -h, --help       show this help and exit\n"
+           "\n"
+           "Exit status: 0 changed (or nothing to change), 1 failed (nothing written), 2 usage\n"
+           "error, 3 not installed.\n";
 }
 
 constexpr const char* kStatusHelp =
@@ -106,6 +128,8 @@ std::string helpText(Command command) {
             return installHelp();
         case Command::status:
             return kStatusHelp;
+        case Command::configure:
+            return configureHelp();
         case Command::uninstall:
             return kUninstallHelp;
         case Command::restoreConfig:

@@ -104,4 +104,55 @@ bool disallowPellix(ConfigDocument& document) {
     return true;
 }
 
+namespace {
+
+// Puts `text` under `key` unless it is there already; true when it changed.
+bool setText(JsonValue& object, std::string_view key, std::string_view text,
+             JsonAllocator& allocator) {
+    if (holdsString(member(object, key), text)) return false;
+    setMember(object, key, stringValue(text, allocator), allocator);
+    return true;
+}
+
+bool setModel(JsonValue& entry, std::string_view model, JsonAllocator& allocator) {
+    JsonValue* current = member(entry, "model");
+    if (current != nullptr && current->IsObject())
+        return setText(*current, "primary", model, allocator);
+    return setText(entry, "model", model, allocator);
+}
+
+bool setHeartbeat(const ConfigDocument& document, JsonValue& entry, std::string_view model,
+                  int minutes, JsonAllocator& allocator) {
+    JsonValue* heartbeat = member(entry, "heartbeat");
+    if (heartbeat != nullptr && heartbeat->IsObject()) {
+        bool changed = setText(*heartbeat, "every", std::to_string(minutes) + "m", allocator);
+        if (member(*heartbeat, "model") != nullptr) {
+            changed = setText(*heartbeat, "model", model, allocator) || changed;
+        }
+        return changed;
+    }
+    bool changed = setText(entry, "heartbeatModel", model, allocator);
+    const JsonValue* interval = member(entry, "heartbeatIntervalMinutes");
+    // Numbers keep the text they were read with: compare that.
+    if (interval == nullptr || !interval->IsNumber() ||
+        document.numberText(*interval) != std::to_string(minutes)) {
+        setMember(entry, "heartbeatIntervalMinutes", JsonValue(minutes), allocator);
+        changed = true;
+    }
+    return changed;
+}
+
+}  // namespace
+
+bool setPellixChoices(ConfigDocument& document, const Choices& choices) {
+    JsonValue* entry = const_cast<JsonValue*>(pellixEntryOf(document.root()));
+    if (entry == nullptr || !entry->IsObject()) return false;
+    const std::string model = modelIdentifier(choices.modelChoice);
+    JsonAllocator& allocator = document.allocator();
+    const bool modelChanged = setModel(*entry, model, allocator);
+    const bool heartbeatChanged =
+        setHeartbeat(document, *entry, model, heartbeatMinutes(choices.scanPreset), allocator);
+    return modelChanged || heartbeatChanged;
+}
+
 }  // namespace pellix

@@ -27,4 +27,10 @@ bool unregisterAgent(ConfigDocument& document);
 // everything else in place. Returns whether `document` changed.
 bool disallowPellix(ConfigDocument& document);
 
+// Sets the Pellix entry's model, heartbeat model and heartbeat interval to what `choices` give,
+// in whichever form the entry keeps them ("model" as text or {"primary"}, the interval as
+// "heartbeatIntervalMinutes" or "heartbeat"."every"); every other key is left as it is. False
+// when there is no entry, or it holds these values already (the document is then unchanged).
+bool setPellixChoices(ConfigDocument& document, const Choices& choices);
+
 }  // namespace pellix

@@ -1,9 +1,9 @@
 // The installer against the real OpenClaw: each release in tests/host/openclaw-releases, fetched
 // from the npm registry by scripts/fetch-openclaw with the Node it needs. In a home the host made
-// itself (its own setup, then its own `agents add`), an install must leave a config the host
-// accepts and a gateway that does not refuse it, the host's own repair must keep the entry, and
-// an uninstall must give back the file byte for byte. Network traffic stays on the machine: the
-// host runs offline, its gateway is never started.
+// itself (its own setup, then its own `agents add`), an install and a change of the choices must
+// leave a config the host accepts and a gateway that does not refuse it, the host's own repair
+// must keep the entry, and an uninstall must give back the file byte for byte. Network traffic
+// stays on the machine: the host runs offline, its gateway is never started.
 
 #include <gtest/gtest.h>
 
@@ -179,6 +179,15 @@ TEST_P(RealOpenClaw, InstallLeavesAConfigTheHostAcceptsAndUninstallGivesTheFileB
     for (const json& problem : status["problems"]) {
         EXPECT_NE(problem.get<std::string>().find(": not loaded"), std::string::npos) << problem;
     }
+
+    // The choices changed in place, in the host's form: still valid, the interval changed.
+    const json configured = installerJson(home(), {"configure", "--scan", "relaxed"});
+    EXPECT_EQ(last.exitStatus, 0) << describe(last);
+    EXPECT_EQ(configured["changed"], true);
+    expectHostAccepts(home());
+    const json reconfigured = installerJson(home(), {"status"});
+    EXPECT_EQ(reconfigured["config"]["heartbeatIntervalMinutes"], 60) << last.out;
+    EXPECT_EQ(reconfigured["config"]["form"], form);
 
     // The host's own repair, in a copy of the home: the entry stays and the file stays valid.
     const std::string repaired = root / "repaired";

@@ -32,7 +32,8 @@ expect() {
     fi
 }
 
-expect "install restore-config status uninstall" pellix-installer ""
+expect "configure install restore-config status uninstall" pellix-installer ""
+expect "configure" pellix-installer co
 expect "restore-config" pellix-installer re
 expect "--headless --help --version" pellix-installer -
 expect "--help --json --model --scan" pellix-installer install -
@@ -43,6 +44,7 @@ expect "--help --json --model" pellix-installer install --scan daily -
 expect "--help --json --purge" pellix-installer uninstall -
 expect "--help" pellix-installer uninstall --purge --json -
 expect "--help --json" pellix-installer status -
+expect "--help --json --model" pellix-installer configure --scan daily -
 expect "--help --json" pellix-installer restore-config --
 [ "$(complete -p pellix-installer)" = "complete -F _pellix_installer pellix-installer" ] ||
     { echo "FAIL: not registered for pellix-installer" >&2; failed=1; }

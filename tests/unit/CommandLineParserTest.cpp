@@ -67,6 +67,16 @@ TEST(CommandLineParser, InstallTakesScanAndModelInBothSpellings) {
     EXPECT_EQ(refused({"status", "--scan", "daily"}).message, "unknown option '--scan'");
 }
 
+TEST(CommandLineParser, ConfigureTakesOnlyTheChoicesGiven) {
+    const CommandOptions options = parsed({"configure", "--model=haiku", "--json"});
+    EXPECT_EQ(options.command, Command::configure);
+    EXPECT_TRUE(options.modelGiven);
+    EXPECT_FALSE(options.scanGiven);
+    EXPECT_EQ(options.modelChoice, "haiku");
+    EXPECT_EQ(refused({"configure", "--scan", "hourly"}).command, Command::configure);
+    EXPECT_EQ(refused({"configure", "--purge"}).message, "unknown option '--purge'");
+}
+
 TEST(CommandLineParser, HeadlessAnywhereIsInstallAsBefore) {
     const CommandOptions options = parsed({"--scan", "relaxed", "--headless", "--json"});
     EXPECT_EQ(options.command, Command::install);
