@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "TestSupport.h"
+#include "Unprivileged.h"
 #include "files/AgentTree.h"
 
 namespace fs = std::filesystem;
@@ -122,6 +123,35 @@ TEST_F(AgentTree, AMissingAgentsFolderFailsWithTheSystemsTextAndKeepsNothingHalf
     EXPECT_FALSE(outcome);
     EXPECT_EQ(outcome.describe(),
               std::make_error_code(std::errc::no_such_file_or_directory).message());
+}
+
+TEST_F(AgentTree, AnOpsEntryThatCannotBeReadStopsTheRunBeforeAnythingIsDeleted) {
+    // The new bundle has a memory folder too, so the user's must be read to be merged.
+    test::writeFile(bundle() + "/ops/memory/template.md", "template\n");
+    ::chmod(root.path().c_str(), 0777);
+    for (const auto& entry : fs::recursive_directory_iterator(root.path())) {
+        if (entry.is_directory() && !entry.is_symlink()) ::chmod(entry.path().c_str(), 0777);
+    }
+    const std::string memory = pellixDir() + "/ops/memory";
+    ::chmod(memory.c_str(), 0);
+    if (const auto why = test::cannotRunUnprivilegedIn(root.path())) GTEST_SKIP() << *why;
+    const StepResult result = test::runUnprivileged([this] {
+        const TreeReplacement outcome = replaceAgentTree(bundle(), pellixDir());
+        return StepResult{outcome ? StepStatus::success : StepStatus::failed, outcome.describe()};
+    });
+    const std::string asideMemory = setAsidePath(pellixDir()) + "/ops/memory";
+    ::chmod(asideMemory.c_str(), 0755);
+    ::chmod(memory.c_str(), 0755);
+    EXPECT_EQ(result.status, StepStatus::failed);
+    EXPECT_EQ(result.detail,
+              asideMemory + ": " + std::make_error_code(std::errc::permission_denied).message());
+    EXPECT_TRUE(setAsideTreeLeft(pellixDir()));
+    EXPECT_EQ(test::readFile(asideMemory + "/notes.md"), "remember\n");
+    // Readable again, the next run finishes the move.
+    ASSERT_TRUE(replaceAgentTree(bundle(), pellixDir()));
+    EXPECT_EQ(test::readFile(memory + "/notes.md"), "remember\n");
+    EXPECT_EQ(test::readFile(memory + "/template.md"), "template\n");
+    EXPECT_FALSE(setAsideTreeLeft(pellixDir()));
 }
 
 }  // namespace
