@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
+#include "OpenClawCommands.h"
 #include "files/HomeLock.h"
 
 #ifndef PELLIX_VERSION
@@ -81,6 +82,24 @@ std::optional<std::string> noDisplayMessage(
            "WAYLAND_DISPLAY are not set); to install from the terminal, run: pellix-installer "
            "install";
 #endif
+}
+
+void writeGatewayRestart(JsonOutput& json, const std::optional<ShellResult>& restart) {
+    json.key("gatewayRestart");
+    if (!restart) {
+        json.null();
+        return;
+    }
+    json.beginObject();
+    json.key("status").integer(restart->status);
+    json.key("output").text(restart->output);
+    json.endObject();
+}
+
+std::string gatewayRestartFailedLine(const ShellResult& restart) {
+    const std::string said = firstLine(restart.output);
+    return "OpenClaw gateway restart failed" + (said.empty() ? "" : " (" + said + ")") +
+           "; run 'openclaw gateway restart' yourself";
 }
 
 }  // namespace pellix

@@ -3,6 +3,7 @@
 // its result on the console (with --json: exactly one JSON object on standard output) and
 // returns its exit status. Main thread only.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,5 +28,11 @@ int reportBusyHome(const std::string& openclawHome, const CommandOptions& option
 
 // The mark before a result line: a check, an exclamation mark or a cross, coloured when asked.
 std::string statusMark(StepStatus status, bool colour);
+
+class JsonOutput;
+// A gateway restart as the commands that change the host report it: `"gatewayRestart"` with its
+// status and output, or null when the gateway was left alone; and the line for a failed one.
+void writeGatewayRestart(JsonOutput& json, const std::optional<ShellResult>& restart);
+std::string gatewayRestartFailedLine(const ShellResult& restart);
 
 }  // namespace pellix

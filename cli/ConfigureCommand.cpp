@@ -2,7 +2,6 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
-#include "OpenClawCommands.h"
 #include "lifecycle/Configure.h"
 
 namespace pellix {
@@ -42,15 +41,7 @@ std::string configureJson(const ConfigureReport& report, const std::string& prob
     writeChoices(json, "before", report.before);
     writeChoices(json, "after", report.after);
     json.key("error").textOrNull(problem.empty() ? std::nullopt : std::optional(problem));
-    json.key("gatewayRestart");
-    if (report.gatewayRestart) {
-        json.beginObject();
-        json.key("status").integer(report.gatewayRestart->status);
-        json.key("output").text(report.gatewayRestart->output);
-        json.endObject();
-    } else {
-        json.null();
-    }
+    writeGatewayRestart(json, report.gatewayRestart);
     json.endObject();
     return json.str();
 }
@@ -67,9 +58,7 @@ void printConfigure(const Console& console, const ConfigureReport& report) {
                 << " (was " << report.before.scanPreset << ", " << report.before.modelChoice
                 << ").\n";
     if (report.gatewayRestart && report.gatewayRestart->status != 0) {
-        const std::string said = firstLine(report.gatewayRestart->output);
-        console.out << "OpenClaw gateway restart failed" << (said.empty() ? "" : " (" + said + ")")
-                    << "; run 'openclaw gateway restart' yourself\n";
+        console.out << gatewayRestartFailedLine(*report.gatewayRestart) << "\n";
     }
 }
 

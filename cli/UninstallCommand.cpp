@@ -5,7 +5,6 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
-#include "OpenClawCommands.h"
 #include "lifecycle/Uninstall.h"
 
 namespace pellix {
@@ -59,10 +58,8 @@ void printUninstall(const Console& console, const UninstallReport& result, bool 
         if (result.gatewayRestart->status == 0) {
             printLine(console, StepStatus::success, "OpenClaw gateway restarted");
         } else {
-            const std::string said = firstLine(result.gatewayRestart->output);
             printLine(console, StepStatus::warning,
-                      "OpenClaw gateway restart failed" + (said.empty() ? "" : " (" + said + ")") +
-                          "; run 'openclaw gateway restart' yourself");
+                      gatewayRestartFailedLine(*result.gatewayRestart));
         }
     }
 }
@@ -104,15 +101,7 @@ std::string uninstallJson(const UninstallReport& result, const std::string& conf
     json.key("path").text(result.sessionStore.name);
     json.key("detail").text(result.sessionStore.detail);
     json.endObject();
-    json.key("gatewayRestart");
-    if (result.gatewayRestart) {
-        json.beginObject();
-        json.key("status").integer(result.gatewayRestart->status);
-        json.key("output").text(result.gatewayRestart->output);
-        json.endObject();
-    } else {
-        json.null();
-    }
+    writeGatewayRestart(json, result.gatewayRestart);
     json.key("problems").beginArray();
     for (const std::string& problem : problems) json.text(problem);
     json.endArray().endObject();

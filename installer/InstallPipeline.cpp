@@ -8,6 +8,7 @@
 #include "InstallerViewModel.h"
 #include "OpenClawCommands.h"
 #include "files/AgentTree.h"
+#include "files/FileIo.h"
 #include "files/HomeLock.h"
 
 namespace fs = std::filesystem;
@@ -46,11 +47,6 @@ constexpr std::string_view kStepLabels[] = {
 
 // How beginStep ends a run whose stop was asked for; caught by runGuarded only.
 struct InstallStopped {};
-
-bool somethingExistsAt(const std::string& path) {
-    std::error_code error;
-    return fs::exists(fs::symlink_status(fs::path(path), error));
-}
 
 std::string lastComponent(const std::string& path) {
     const auto slash = path.rfind('/');

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "files/ContentHash.h"
+#include "files/FileIo.h"
 
 namespace fs = std::filesystem;
 
@@ -38,11 +39,6 @@ void copyTimes(const std::string& source, const std::string& target) {
     ::utimensat(AT_FDCWD, target.c_str(), times, AT_SYMLINK_NOFOLLOW);
 }
 
-bool exists(const std::string& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0;
-}
-
 // A real directory, not a link to one.
 bool isDirectory(const std::string& path) {
     struct stat info {};
@@ -70,7 +66,7 @@ public:
     // beside as "<to>.pellix-new" and the user's takes its place, unless both hold the same
     // bytes.
     bool carry(const std::string& from, const std::string& to, const std::string& relative) {
-        if (!exists(to)) return move(from, to);
+        if (!somethingExistsAt(to)) return move(from, to);
         if (isDirectory(from) && isDirectory(to)) return merge(from, to, relative);
         if (sameFile(from, to)) return move(from, to);
         const std::string beside = to + kBesideSuffix;
@@ -172,7 +168,7 @@ private:
 // Carries the ops/ of the tree set aside into `pellixDir`, then deletes the rest of it.
 TreeReplacement finishCarrying(const std::string& pellixDir, TreeReplacement outcome) {
     const std::string aside = setAsidePath(pellixDir);
-    if (exists(aside + "/ops")) {
+    if (somethingExistsAt(aside + "/ops")) {
         Carrier carrier(outcome);
         if (!carrier.carry(aside + "/ops", pellixDir + "/ops", "ops")) return outcome;
     }
@@ -203,14 +199,14 @@ std::string setAsidePath(const std::string& pellixDir) {
 }
 
 bool setAsideTreeLeft(const std::string& pellixDir) {
-    return exists(setAsidePath(pellixDir));
+    return somethingExistsAt(setAsidePath(pellixDir));
 }
 
 TreeReplacement recoverSetAsideTree(const std::string& pellixDir) {
     TreeReplacement outcome;
     const std::string aside = setAsidePath(pellixDir);
-    if (!exists(aside)) return outcome;
-    if (!exists(pellixDir)) {
+    if (!somethingExistsAt(aside)) return outcome;
+    if (!somethingExistsAt(pellixDir)) {
         // Killed between the two renames: the earlier tree goes back where it was.
         if (::rename(aside.c_str(), pellixDir.c_str()) != 0) {
             outcome.error = lastError();
@@ -247,7 +243,7 @@ TreeReplacement replaceAgentTree(const std::string& bundle, const std::string& p
         if (::rename(pellixDir.c_str(), setAsidePath(pellixDir).c_str()) != 0) {
             return failed(pellixDir, lastError());
         }
-    } else if (exists(pellixDir) && ::unlink(pellixDir.c_str()) != 0) {
+    } else if (somethingExistsAt(pellixDir) && ::unlink(pellixDir.c_str()) != 0) {
         // A link or a file: removing it deletes nothing beneath it.
         return failed(pellixDir, lastError());
     }

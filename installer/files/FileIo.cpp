@@ -286,4 +286,9 @@ void removeStaleTemporaries(const std::string& path) {
     for (const std::string& candidate : found) removeIfAbandoned(candidate);
 }
 
+bool somethingExistsAt(const std::string& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
 }  // namespace pellix

@@ -40,6 +40,9 @@ struct FileSnapshot {
 };
 std::optional<FileSnapshot> readFileSnapshot(const std::string& path, std::size_t maxBytes);
 
+// Whether anything (a dangling link too) stands at `path`; links are not followed.
+bool somethingExistsAt(const std::string& path);
+
 // The identity of the file at `path` now (links followed), or nothing when there is none.
 std::optional<FileIdentity> currentIdentity(const std::string& path);
 
