@@ -52,4 +52,17 @@ std::string modelWords() {
     return wordsOf(kModels);
 }
 
+Choices choicesOfEntry(std::string_view modelIdentifier, std::string_view heartbeatMinutes) {
+    Choices choices{std::string(heartbeatMinutes) + " min", std::string(modelIdentifier)};
+    for (const ScanPreset& preset : kScanPresets) {
+        if (std::to_string(preset.minutes) == heartbeatMinutes) {
+            choices.scanPreset = std::string(preset.word);
+        }
+    }
+    for (const ModelOption& model : kModels) {
+        if (model.identifier == modelIdentifier) choices.modelChoice = std::string(model.word);
+    }
+    return choices;
+}
+
 }  // namespace pellix

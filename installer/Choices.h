@@ -65,4 +65,9 @@ struct Choices {
     bool operator==(const Choices&) const = default;
 };
 
+// The choices an entry's values stand for, read back through the tables: the model identifier
+// and the heartbeat minutes as written. A value no row has is given as it stands ("45 min", the
+// identifier itself).
+Choices choicesOfEntry(std::string_view modelIdentifier, std::string_view heartbeatMinutes);
+
 }  // namespace pellix

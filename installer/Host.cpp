@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "jobs/ServiceManager.h"
+#include "plan/Plan.h"
 #include "process/Utf8.h"
 
 namespace pellix {
@@ -33,11 +34,15 @@ Host::Host(Platform platform) : platform_(std::move(platform)) {}
 
 Host::~Host() = default;
 
-Task<ShellResult> Host::shellCommand(std::string command) {
-    co_return co_await runCommand(std::move(command), CommandKind::ordinary);
+Task<ShellResult> Host::shellCommand(std::string command, CommandEffect effect) {
+    co_return co_await runCommand(std::move(command), CommandKind::ordinary, effect);
 }
 
-Task<ShellResult> Host::runCommand(std::string command, CommandKind kind) {
+Task<ShellResult> Host::runCommand(std::string command, CommandKind kind, CommandEffect effect) {
+    if (plan_ != nullptr && effect == CommandEffect::changes) {
+        plan_->runCommand(command);
+        co_return ShellResult{0, ""};
+    }
     // Copied now, on the owning thread: the job may run on a worker thread.
     const std::string shell = platform_.shell;
     const std::string childPath = platform_.childPath;
@@ -85,7 +90,7 @@ Task<ShellResult> Host::restartOpenClawGateway() {
 Task<std::string> Host::findPython3() {
     // Only emptiness is judged: zsh's `which` prints its "not found" line on standard output,
     // and that line is taken as it is.
-    const ShellResult found = co_await shellCommand("which python3");
+    const ShellResult found = co_await shellCommand("which python3", CommandEffect::readsOnly);
     std::string path = trimWhitespaceAndNewlines(found.output);
     if (path.empty()) co_return std::string("/usr/bin/python3");
     co_return path;
@@ -96,18 +101,20 @@ Task<ServiceManager*> Host::serviceManager() {
     ServiceManagerChoice choice = platform_.serviceManager;
     if (choice == ServiceManagerChoice::automatic) {
         // Asked of the children's own shell, so a PATH its start-up files set counts too.
-        const ShellResult found = co_await shellCommand("command -v launchctl");
+        const ShellResult found =
+            co_await shellCommand("command -v launchctl", CommandEffect::readsOnly);
         choice = found.status == 0 && !found.output.empty() ? ServiceManagerChoice::launchd
                                                             : ServiceManagerChoice::systemd;
     }
     // The runner lambda only forwards: a coroutine lambda would not outlive its first await.
     ManagerContext context{
-        [this](std::string command, CommandKind kind) {
-            return runCommand(std::move(command), kind);
+        [this](std::string command, CommandKind kind, CommandEffect effect) {
+            return runCommand(std::move(command), kind, effect);
         },
         [this] { return homeDirectory(); },
         platform_.environment,
         platform_.notice,
+        [this] { return plan_; },
     };
     if (choice == ServiceManagerChoice::launchd) {
         serviceManager_ = makeLaunchdManager(std::move(context));

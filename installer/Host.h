@@ -16,6 +16,7 @@
 
 namespace pellix {
 
+class Plan;
 class ServiceManager;
 
 class Host {
@@ -31,9 +32,13 @@ public:
     void notice(const std::string& line) const { platform_.notice(line); }
 
     // `command` run by the shell as an ordinary command: a minute at most.
-    Task<ShellResult> shellCommand(std::string command);
-    // The same with the time limit and environment of its kind.
-    Task<ShellResult> runCommand(std::string command, CommandKind kind);
+    Task<ShellResult> shellCommand(std::string command,
+                                   CommandEffect effect = CommandEffect::changes);
+    // The same with the time limit and environment of its kind. In a dry run, a command that
+    // changes something is written into the plan and not run; it then reads as succeeded
+    // without output.
+    Task<ShellResult> runCommand(std::string command, CommandKind kind,
+                                 CommandEffect effect = CommandEffect::changes);
     // The same, run at once and waited for on the calling thread, whichever that is: for the
     // commands a blocking job needs. It gives no notice; a child that runs over its limit is
     // stopped and its result says so.
@@ -47,12 +52,18 @@ public:
     // platform fixes the choice. Chosen on first use and kept for the host's life.
     Task<ServiceManager*> serviceManager();
 
+    // A dry run's plan, which every step writes its changes into instead of making them; none
+    // for a real run. The plan must outlive the runs that use it.
+    void setPlan(Plan* plan) { plan_ = plan; }
+    Plan* plan() const { return plan_; }
+
 private:
     ChildLimits limitsFor(CommandKind kind) const;
 
     Platform platform_;
     std::unique_ptr<ServiceManager> serviceManager_;
     bool shellNoticeGiven_ = false;
+    Plan* plan_ = nullptr;
 };
 
 }  // namespace pellix

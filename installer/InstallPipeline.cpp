@@ -1,6 +1,7 @@
 // The install pipeline: eleven checklist rows worked through in order, each reported through
 // updateStep. Only this file decides which outcomes stop the run.
 
+#include <algorithm>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -10,6 +11,7 @@
 #include "files/AgentTree.h"
 #include "files/FileIo.h"
 #include "files/HomeLock.h"
+#include "plan/Plan.h"
 
 namespace fs = std::filesystem;
 
@@ -125,6 +127,7 @@ void InstallerViewModel::beginStep(int row) {
     // Every row starts here, so a stop asked for meanwhile ends the run between two rows, never
     // inside one; runGuarded turns it into the error phase.
     if (stopRequested_) throw InstallStopped{};
+    if (Plan* plan = host_.plan()) plan->beginStep(std::string(kStepLabels[row]));
     updateStep(row, StepStatus::running);
 }
 
@@ -167,9 +170,18 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
     const std::string bundleSource = host_.platform().resourceDirectory + "/pellix-bundle";
     // Without a bundle, an earlier tree that a killed reinstall left aside goes back first.
     if (!somethingExistsAt(bundleSource) && setAsideTreeLeft(pellixDir)) {
+        if (Plan* plan = host_.plan()) {
+            plan->add(PlannedChange::Kind::agentFiles, setAsidePath(pellixDir),
+                       "finish the reinstall that was cut short");
+            finishStep(agentFiles, {StepStatus::success, "Already present at " + pellixDir});
+            co_return true;
+        }
         recoverSetAsideTree(pellixDir);
     }
-    if (somethingExistsAt(bundleSource)) {
+    if (Plan* plan = host_.plan(); plan && somethingExistsAt(bundleSource)) {
+        planTreeReplacement(*plan, bundleSource, pellixDir);
+        finishStep(agentFiles, {StepStatus::success, "Installed from app bundle"});
+    } else if (somethingExistsAt(bundleSource)) {
         // An earlier install's files are replaced, not merged, and its ops/ is carried across;
         // off the UI thread, because a large tree takes a while.
         auto replaceTree = [bundleSource, pellixDir] {
@@ -199,7 +211,11 @@ void InstallerViewModel::createSessionStore() {
     beginStep(sessionStore);
     const std::string sessions = layout_.sessionsDirectory();
     std::error_code error;
-    fs::create_directories(fs::path(sessions), error);
+    if (Plan* plan = host_.plan()) {
+        plan->createFolder(sessions);
+    } else {
+        fs::create_directories(fs::path(sessions), error);
+    }
     if (error) {
         finishStep(sessionStore, {StepStatus::warning, "Could not create: " + error.message()});
     } else {
@@ -220,11 +236,24 @@ Task<bool> InstallerViewModel::registerAgentStep() {
 void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
     beginStep(opsDirectories);
     constexpr std::string_view kOpsFolders[] = {"ops", "ops/snapshots", "ops/memory", "ops/wal"};
+    Plan* plan = host_.plan();
+    // A dry run has not copied the tree: what the copy and the carried ops/ bring is there then.
+    const std::vector<std::string> arriving =
+        plan ? planAgentTree(host_.platform().resourceDirectory + "/pellix-bundle", pellixDir)
+                   .folders
+             : std::vector<std::string>{};
     for (std::string_view name : kOpsFolders) {
+        const std::string folder = pellixDir + "/" + std::string(name);
+        if (plan) {
+            if (std::find(arriving.begin(), arriving.end(), name) == arriving.end()) {
+                plan->createFolder(folder);
+            }
+            continue;
+        }
         // A folder that cannot be made is left for the agent to complain about; the row reports
         // the list as ready either way.
         std::error_code ignored;
-        fs::create_directories(fs::path(pellixDir + "/" + std::string(name)), ignored);
+        fs::create_directories(fs::path(folder), ignored);
     }
     finishStep(opsDirectories, {StepStatus::success,
                                 std::to_string(std::size(kOpsFolders)) + " directories ready"});

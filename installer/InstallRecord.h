@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Choices.h"
 #include "config/HostVerdict.h"
 
 namespace pellix {
@@ -27,6 +28,9 @@ struct InstallRecord {
     // ops/ paths (relative to the agent's tree) where the user's file was kept and the new
     // bundle's written beside it as "<path>.pellix-new".
     std::vector<std::string> keptBeside;
+    // The choices of an entry that was there already and kept, where they differ from the ones
+    // this run was given: an install never changes an existing entry.
+    std::optional<Choices> choicesKept;
 };
 
 }  // namespace pellix

@@ -41,6 +41,10 @@ struct ShellResult {
 // HOME).
 enum class CommandKind { ordinary, gatewayRestart, userManager };
 
+// Whether a command changes anything: a dry run asks the ones that only read, and writes the
+// others into its plan instead of running them.
+enum class CommandEffect { changes, readsOnly };
+
 // One of the agent's four background jobs as its service manager (launchd or systemd) sees it.
 struct JobState {
     std::string label;           // the job label, e.g. "ai.pellix.pellix-service"

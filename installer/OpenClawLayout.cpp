@@ -4,6 +4,8 @@
 #include <system_error>
 #include <vector>
 
+#include "files/FileIo.h"
+
 namespace fs = std::filesystem;
 
 namespace pellix {
@@ -35,14 +37,14 @@ std::string OpenClawLayout::sessionsDirectory() const {
     return openclawHome() + "/agents/pellix/sessions";
 }
 
-std::optional<std::string> OpenClawLayout::workspace() const {
-    const std::string home = openclawHome();
+namespace {
+
+// The workspace-* folders, in listing order, unsorted.
+std::vector<std::string> workspaceFolders(const std::string& home) {
+    std::vector<std::string> candidates;
     std::error_code error;
     fs::directory_iterator entries(fs::path(home), error);
-    if (error) return std::nullopt;
-
-    // In listing order, unsorted: with several workspaces and no agent yet, the first listed wins.
-    std::vector<std::string> candidates;
+    if (error) return candidates;
     for (const fs::directory_entry& entry : entries) {
         const std::string name = entry.path().filename().string();
         if (!name.starts_with("workspace-")) continue;
@@ -50,12 +52,28 @@ std::optional<std::string> OpenClawLayout::workspace() const {
         std::error_code statError;
         if (fs::is_directory(fs::path(path), statError)) candidates.push_back(path);
     }
+    return candidates;
+}
+
+}  // namespace
+
+std::optional<std::string> OpenClawLayout::workspace() const {
+    // With several workspaces and no agent yet, the first listed wins.
+    const std::vector<std::string> candidates = workspaceFolders(openclawHome());
     for (const std::string& path : candidates) {
         std::error_code statError;
         if (fs::exists(fs::path(pellixDirIn(path)), statError)) return path;
     }
     if (candidates.empty()) return std::nullopt;
     return candidates.front();
+}
+
+std::vector<std::string> OpenClawLayout::installedPellixDirs() const {
+    std::vector<std::string> trees;
+    for (const std::string& workspace : workspaceFolders(openclawHome())) {
+        if (somethingExistsAt(pellixDirIn(workspace))) trees.push_back(pellixDirIn(workspace));
+    }
+    return trees;
 }
 
 std::optional<std::string> OpenClawLayout::installedPellixDir() const {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Platform.h"
 
@@ -32,6 +33,8 @@ public:
     std::string sessionsDirectory() const;
     // The agent's tree in the workspace, when something (a dangling link too) stands there.
     std::optional<std::string> installedPellixDir() const;
+    // The agent's tree in every workspace that has one, in listing order.
+    std::vector<std::string> installedPellixDirs() const;
 
     // Where the agent's tree goes in a workspace.
     static std::string pellixDirIn(const std::string& workspace);

@@ -95,15 +95,19 @@ bool recordOwnVersion(const std::string& configPath, const ContentHash& version)
     return writeBackupRecord(configPath, record);
 }
 
+bool backupDue(const std::string& configPath, const ContentHash& current, bool mentionsPellix) {
+    const BackupRecord record = readBackupRecord(configPath);
+    struct stat copy {};
+    const bool haveCopy = !record.takenAt.empty() &&
+                          ::stat(backupPathsFor(configPath).copy.c_str(), &copy) == 0;
+    return !(haveCopy && (mentionsPellix || isInstallersOwnVersion(record, current)));
+}
+
 BackupResult takeBackupIfDue(const std::string& configPath, const ContentHash& current, mode_t mode,
                              bool mentionsPellix) {
+    if (!backupDue(configPath, current, mentionsPellix)) return BackupResult::kept;
     const BackupPaths paths = backupPathsFor(configPath);
     BackupRecord record = readBackupRecord(configPath);
-    struct stat copy {};
-    const bool haveCopy = !record.takenAt.empty() && ::stat(paths.copy.c_str(), &copy) == 0;
-    if (haveCopy && (mentionsPellix || isInstallersOwnVersion(record, current))) {
-        return BackupResult::kept;
-    }
     if (!ensureFolder(paths.folder)) return BackupResult::failed;
     const std::error_code error = copyFileAtomically(configPath, paths.copy, 0600, current);
     if (error == std::errc::operation_canceled) return BackupResult::fileChanged;

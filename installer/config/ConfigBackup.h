@@ -37,6 +37,9 @@ bool isInstallersOwnVersion(const BackupRecord& record, const ContentHash& curre
 // Remembers that the installer is about to write `version`; false when it cannot.
 bool recordOwnVersion(const std::string& configPath, const ContentHash& version);
 
+// Whether takeBackupIfDue would copy the file now; it changes nothing.
+bool backupDue(const std::string& configPath, const ContentHash& current, bool mentionsPellix);
+
 enum class BackupResult { taken, kept, fileChanged, failed };
 
 // Before an install writes the file: copies it, with `mode`, unless a copy exists and the file

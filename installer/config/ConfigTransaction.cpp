@@ -5,6 +5,7 @@
 
 #include "config/AgentList.h"
 #include "config/ConfigBackup.h"
+#include "plan/Plan.h"
 
 namespace pellix {
 
@@ -25,6 +26,7 @@ struct WorkedOut {
     mode_t mode = 0;
     bool mentionedPellix = false;
     std::string output;
+    std::string today;  // a dry run's: the file's bytes as they are on disk
 };
 
 WorkedOut endedWith(ConfigEditResult result) {
@@ -34,11 +36,17 @@ WorkedOut endedWith(ConfigEditResult result) {
 }
 
 // One read, parse and decision. The document is gone when this returns, so the peak holds the
-// file's bytes and the document, then the document and the output, never all three.
-WorkedOut readAndWorkOut(const std::string& path, const ConfigChange& change) {
+// file's bytes and the document, then the document and the output, never all three (a dry run
+// keeps the file's bytes for its diff). A dry run reads the bytes its plan has left so far.
+WorkedOut readAndWorkOut(const std::string& path, const ConfigChange& change, const Plan* plan) {
     WorkedOut worked;
     std::optional<FileSnapshot> snapshot = readFileSnapshot(path, kMaxConfigBytes);
     if (!snapshot) return endedWith(ConfigEditResult::unreadable);
+    if (plan != nullptr) {
+        std::optional<std::string> planned = plan->plannedBytes(path);
+        worked.today =
+            planned ? std::exchange(snapshot->bytes, std::move(*planned)) : snapshot->bytes;
+    }
     worked.read = {snapshot->identity, hashBytes(snapshot->bytes)};
     worked.mode = snapshot->identity.mode & 07777;
     try {
@@ -81,6 +89,48 @@ ReplaceResult commitReplacement(const std::string& path, PendingWrite& pending,
     return ReplaceResult::replaced;
 }
 
+// Where the bytes to judge are written: beside the file, or for a dry run, in its scratch folder.
+std::string candidatePath(const std::string& path, const ConfigChangeOptions& options) {
+    if (options.plan == nullptr) return path;
+    const std::string scratch = options.plan->scratchPath("openclaw.json");
+    return scratch.empty() ? path : scratch;
+}
+
+// The host's verdict on the file as the run has it now: on disk, or as a dry run left it.
+HostVerdict judgeCurrent(const std::string& path, const ConfigChangeOptions& options) {
+    if (options.plan != nullptr) {
+        if (const std::optional<std::string> planned = options.plan->plannedBytes(path)) {
+            auto prepared = PendingWrite::prepare(candidatePath(path, options), *planned);
+            if (auto* pending = std::get_if<PendingWrite>(&prepared)) {
+                return options.validator(pending->temporaryPath());
+            }
+        }
+    }
+    return options.validator(path);
+}
+
+// A dry run's end of the transaction: the backup it would take, the record of the installer's
+// own version, and the new bytes, all into the plan.
+ConfigChangeOutcome planWrite(const std::string& path, WorkedOut& worked,
+                              const ConfigChangeOptions& options, const HostVerdict& verdict) {
+    Plan& plan = *options.plan;
+    const BackupPaths backup = backupPathsFor(path);
+    if (options.backup == ConfigBackup::takeBeforeWriting && !plan.lists(backup.copy) &&
+        backupDue(path, worked.read.content, worked.mentionedPellix)) {
+        plan.createFolder(backup.folder);
+        // Described, never shown: the file can hold API keys.
+        plan.add(PlannedChange::Kind::file, backup.copy,
+                 "copy openclaw.json as it is now (the backup)");
+    }
+    if (!plan.lists(backup.record)) {
+        plan.createFolder(backup.folder);
+        plan.add(PlannedChange::Kind::file, backup.record,
+                 "record the version written as the installer's own");
+    }
+    plan.writeConfig(path, worked.today, std::move(worked.output));
+    return {ConfigEditResult::written, verdict};
+}
+
 }  // namespace
 
 ConfigChangeDecision ConfigChangeDecision::printed(const ConfigDocument& document) {
@@ -89,7 +139,12 @@ ConfigChangeDecision ConfigChangeDecision::printed(const ConfigDocument& documen
     return write(std::move(*output));
 }
 
-std::optional<ConfigDocument> loadConfig(const std::string& path) {
+std::optional<ConfigDocument> loadConfig(const std::string& path, const Plan* plan) {
+    if (plan != nullptr) {
+        if (const std::optional<std::string> planned = plan->plannedBytes(path)) {
+            return ConfigDocument::parse(*planned);
+        }
+    }
     std::optional<FileSnapshot> snapshot = readFileSnapshot(path, kMaxConfigBytes);
     if (!snapshot) return std::nullopt;
     return ConfigDocument::parse(snapshot->bytes);
@@ -98,9 +153,9 @@ std::optional<ConfigDocument> loadConfig(const std::string& path) {
 ConfigChangeOutcome changeConfigFile(const std::string& path, const ConfigChange& change,
                                      const ConfigChangeOptions& options) {
     for (int attempt = 0; attempt < kMaxConfigEditAttempts; ++attempt) {
-        WorkedOut worked = readAndWorkOut(path, change);
+        WorkedOut worked = readAndWorkOut(path, change, options.plan);
         if (worked.result != ConfigEditResult::written) return {worked.result, {}};
-        auto prepared = PendingWrite::prepare(path, worked.output);
+        auto prepared = PendingWrite::prepare(candidatePath(path, options), worked.output);
         if (std::holds_alternative<std::error_code>(prepared)) {
             return {ConfigEditResult::writeFailed, {}};
         }
@@ -110,10 +165,11 @@ ConfigChangeOutcome changeConfigFile(const std::string& path, const ConfigChange
             verdict = options.validator(pending.temporaryPath());
             // Where the host rejects the file as it is as well, its verdict cannot tell this
             // change apart: the change is then written as the installer always has.
-            if (verdict.rejected() && options.validator(path).accepted()) {
+            if (verdict.rejected() && judgeCurrent(path, options).accepted()) {
                 return {ConfigEditResult::rejected, verdict};
             }
         }
+        if (options.plan != nullptr) return planWrite(path, worked, options, verdict);
         if (options.backup == ConfigBackup::takeBeforeWriting) {
             const BackupResult taken =
                 takeBackupIfDue(path, worked.read.content, worked.mode, worked.mentionedPellix);

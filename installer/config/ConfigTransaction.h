@@ -20,11 +20,14 @@
 
 namespace pellix {
 
+class Plan;
+
 // How often a change is worked out again on a file that keeps changing underneath.
 inline constexpr int kMaxConfigEditAttempts = 5;
 
-// readFileSnapshot then ConfigDocument::parse; nothing when either fails.
-std::optional<ConfigDocument> loadConfig(const std::string& path);
+// readFileSnapshot then ConfigDocument::parse; nothing when either fails. With a dry run's plan,
+// the bytes it has planned for the file, where it has.
+std::optional<ConfigDocument> loadConfig(const std::string& path, const Plan* plan = nullptr);
 
 enum class ConfigBackup { takeBeforeWriting, leaveAsItIs };
 // `rejected`: the host rejects the new bytes and accepts the file as it is; nothing was written.
@@ -34,6 +37,9 @@ struct ConfigChangeOptions {
     ConfigBackup backup = ConfigBackup::leaveAsItIs;
     // The host's validator; none (or one that cannot judge) writes as the installer always has.
     ConfigValidator validator;
+    // A dry run's plan: the change is worked out and judged as usual, on the bytes the plan has
+    // left so far, and written into the plan instead of the file (no backup, no record).
+    Plan* plan = nullptr;
 };
 
 // How a change ended, and what the host said of the bytes it was to write (not checked when it

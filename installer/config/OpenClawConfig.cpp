@@ -9,6 +9,7 @@
 #include "config/ConfigDocument.h"
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
+#include "plan/Plan.h"
 #include "config/HostForm.h"
 #include "files/ContentHash.h"
 #include "files/FileIo.h"
@@ -53,6 +54,25 @@ std::string asidePathFor(const std::string& configPath) {
     return path;
 }
 
+// A dry run's restore: the current file kept aside, then the backup's bytes in its place.
+void planRestore(Plan& plan, const std::string& configPath, std::string backup,
+                 ConfigRestoreResult& result) {
+    if (!currentIdentity(configPath)) {
+        plan.writeConfig(configPath, "", std::move(backup));
+        return;
+    }
+    const std::optional<std::string> today = readWholeFile(configPath, kMaxConfigBytes);
+    if (!today) {
+        result = {ConfigRestore::failed, "", "Cannot keep the current file aside: the file "
+                                             "cannot be read"};
+        return;
+    }
+    result.keptAsidePath = asidePathFor(configPath);
+    plan.add(PlannedChange::Kind::file, result.keptAsidePath,
+              "keep the current openclaw.json here");
+    plan.writeConfig(configPath, *today, std::move(backup));
+}
+
 }  // namespace
 
 PellixConfigState inspectPellixConfig(const std::string& configPath) {
@@ -93,7 +113,7 @@ std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath) 
 }
 
 ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
-                                            const ConfigValidator& validator) {
+                                            const ConfigValidator& validator, Plan* plan) {
     if (!exists(configPath)) return {ConfigRemoval::nothingToRemove, {}};
     ConfigRemovalOutcome removal;
     // The backup's bytes first, where they are due; the targeted removal where the host
@@ -114,7 +134,7 @@ ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
             return ConfigChangeDecision::printed(document);
         };
         const ConfigChangeOutcome changed =
-            changeConfigFile(configPath, takeOut, ConfigChangeOptions{{}, validator});
+            changeConfigFile(configPath, takeOut, ConfigChangeOptions{{}, validator, plan});
         removal.verdict = changed.verdict;
         switch (changed.result) {
             case ConfigEditResult::written:
@@ -137,7 +157,7 @@ ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
     return removal;
 }
 
-ConfigRestoreResult restoreConfigBackup(const std::string& configPath) {
+ConfigRestoreResult restoreConfigBackup(const std::string& configPath, Plan* plan) {
     const BackupRecord record = readBackupRecord(configPath);
     const std::string copy = backupPathsFor(configPath).copy;
     if (!backupExists(record, copy)) return {ConfigRestore::noBackup, "", ""};
@@ -145,6 +165,10 @@ ConfigRestoreResult restoreConfigBackup(const std::string& configPath) {
     if (!bytes) return {ConfigRestore::failed, "", "Cannot read the backup at " + copy};
 
     ConfigRestoreResult result{ConfigRestore::restored, "", ""};
+    if (plan != nullptr) {
+        planRestore(*plan, configPath, *bytes, result);
+        return result;
+    }
     ConfigVersion read;
     if (std::optional<FileIdentity> identity = currentIdentity(configPath)) {
         const std::optional<ContentHash> content = hashFile(configPath);

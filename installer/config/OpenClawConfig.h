@@ -48,8 +48,11 @@ struct ConfigRemovalOutcome {
     ConfigRemoval outcome = ConfigRemoval::writeFailed;
     HostVerdict verdict;  // what the host said of the bytes written (or refused)
 };
+class Plan;
+// With a dry run's plan, the change is written into it instead of the file.
 ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
-                                            const ConfigValidator& validator = {});
+                                            const ConfigValidator& validator = {},
+                                            Plan* plan = nullptr);
 
 // Puts back the backup's bytes and mode; the file it replaces is kept aside first.
 enum class ConfigRestore { restored, noBackup, failed };
@@ -58,6 +61,6 @@ struct ConfigRestoreResult {
     std::string keptAsidePath;  // where the replaced file now is; empty when there was none
     std::string error;          // the system's message when the restore failed
 };
-ConfigRestoreResult restoreConfigBackup(const std::string& configPath);
+ConfigRestoreResult restoreConfigBackup(const std::string& configPath, Plan* plan = nullptr);
 
 }  // namespace pellix

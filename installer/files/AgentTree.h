@@ -9,6 +9,7 @@
 // Where a rename cannot cross (another filesystem mounted below), the entry is copied, checked
 // and only then deleted. Blocking; any thread.
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -42,5 +43,24 @@ TreeReplacement recoverSetAsideTree(const std::string& pellixDir);
 // Replaces whatever stands at `pellixDir` with a copy of `bundle`, carrying ops/ across. A
 // symbolic link or a file at `pellixDir` is removed, never followed.
 TreeReplacement replaceAgentTree(const std::string& bundle, const std::string& pellixDir);
+
+// What replaceAgentTree would do, read without changing anything.
+struct TreePlan {
+    std::uintmax_t files = 0;  // the bundle's files and links, copied in
+    std::uintmax_t bytes = 0;
+    std::uintmax_t replacedFiles = 0;  // the earlier tree's own files, deleted
+    std::uintmax_t opsFiles = 0;       // ops/ files and links carried across as they are
+    std::uintmax_t opsBytes = 0;
+    bool recoversSetAside = false;  // a killed reinstall's earlier tree is finished first
+    // ops/ paths where the user's file stays and the bundle's is written beside it.
+    std::vector<std::string> keptBeside;
+    // Folders (relative to the tree) that the copy or the carried ops/ bring along.
+    std::vector<std::string> folders;
+};
+TreePlan planAgentTree(const std::string& bundle, const std::string& pellixDir);
+
+class Plan;
+// The same, written into a dry run's plan.
+void planTreeReplacement(Plan& plan, const std::string& bundle, const std::string& pellixDir);
 
 }  // namespace pellix

@@ -25,14 +25,12 @@ public:
 
     Task<ServiceInstall> installAlwaysOnJob(AgentJob job, JobValues values) override {
         const std::string agentsFolder = launchAgentsFolder(values.home);
-        std::error_code ignored;
-        // A failure here shows up as the failed write below.
-        fs::create_directories(fs::path(agentsFolder), ignored);
+        createJobFolder(context_.plan(), agentsFolder);
 
         const std::string label = jobLabel(job.labelSuffix);
         const std::string plist = agentsFolder + "/" + label + ".plist";
         const std::string text = propertyList(job, values);
-        if (writeFileAtomically(plist, text)) co_return ServiceInstall{};
+        if (writeJobFile(context_.plan(), plist, text)) co_return ServiceInstall{};
 
         // Booting out first makes a second install safe; the pause lets launchd finish the
         // removal before the new file is bootstrapped. Neither result is looked at: the print
@@ -40,9 +38,9 @@ public:
         co_await context_.run("launchctl bootout gui/$(id -u) " + plist +
                                   " 2>/dev/null; sleep 1; launchctl bootstrap gui/$(id -u) " +
                                   plist,
-                              CommandKind::ordinary);
-        const ShellResult described = co_await context_.run(
-            "launchctl print gui/$(id -u)/" + label + " 2>&1 | head -1", CommandKind::ordinary);
+                              CommandKind::ordinary, CommandEffect::changes);
+        const ShellResult described =
+            co_await query("launchctl print gui/$(id -u)/" + label + " 2>&1 | head -1");
         // Its "Could not find service" reply names the label too: where that is the first line,
         // a job that failed to load passes as well.
         co_return ServiceInstall{true, described.output.find(label) != std::string::npos};
@@ -53,16 +51,14 @@ public:
         const std::string plist =
             launchAgentsFolder(values.home) + "/" + jobLabel(job.labelSuffix) + ".plist";
         const std::string text = propertyList(job, values);
-        if (writeFileAtomically(plist, text)) co_return false;
-        co_await context_.run("launchctl unload " + plist + " 2>/dev/null; launchctl load " + plist,
-                              CommandKind::ordinary);
+        if (writeJobFile(context_.plan(), plist, text)) co_return false;
+        co_await change("launchctl unload " + plist + " 2>/dev/null; launchctl load " + plist);
         co_return true;
     }
 
     Task<bool> isServiceRunning() override {
         // A shell that cannot start prints no label, so the service then reads as not running.
-        const ShellResult listing =
-            co_await context_.run("launchctl list | grep pellix-service", CommandKind::ordinary);
+        const ShellResult listing = co_await query("launchctl list | grep pellix-service");
         co_return listing.output.find("pellix-service") != std::string::npos;
     }
 
@@ -72,8 +68,8 @@ public:
         state.alwaysOn = job.alwaysOn();
         std::error_code error;
         state.fileInstalled = fs::exists(fs::path(plistPath(job)), error);
-        const ShellResult printed = co_await context_.run(
-            "launchctl print gui/$(id -u)/" + state.label + " 2>&1", CommandKind::ordinary);
+        const ShellResult printed =
+            co_await query("launchctl print gui/$(id -u)/" + state.label + " 2>&1");
         state.loaded = printed.status == 0;
         if (state.loaded) readPrintedState(printed.output, state);
         co_return state;
@@ -89,18 +85,24 @@ public:
             const std::string unload = job.alwaysOn()
                                            ? "launchctl bootout gui/$(id -u) " + shellQuoted(plist)
                                            : "launchctl unload " + shellQuoted(plist);
-            co_await context_.run(unload + " 2>/dev/null", CommandKind::ordinary);
+            co_await change(unload + " 2>/dev/null");
         }
         // Still loaded (its file was gone, or the unload failed): by label, which needs no file.
-        if (co_await isLoaded(label)) {
-            co_await context_.run("launchctl bootout gui/$(id -u)/" + label + " 2>/dev/null",
-                                  CommandKind::ordinary);
+        // A dry run plans it where the job is loaded without a file only.
+        const bool planned = context_.plan() != nullptr;
+        const bool unloadedAbove = planned && fs::exists(fs::path(plist), error);
+        if (!unloadedAbove) {
+            const bool loaded = co_await isLoaded(label);
+            if (loaded) co_await change("launchctl bootout gui/$(id -u)/" + label + " 2>/dev/null");
         }
         JobRemoval removal{label, true, ""};
-        if (fs::remove(fs::path(plist), error); error && error != std::errc::not_a_directory) {
+        error = removeJobFile(context_.plan(), plist);
+        if (error && error != std::errc::not_a_directory) {
             removal = {label, false, "Could not delete " + plist + ": " + error.message()};
         }
-        if (co_await isLoaded(label)) removal = {label, false, "launchd still has the job loaded"};
+        if (planned) co_return removal;
+        const bool stillLoaded = co_await isLoaded(label);
+        if (stillLoaded) removal = {label, false, "launchd still has the job loaded"};
         co_return removal;
     }
 
@@ -114,9 +116,19 @@ private:
     }
 
     Task<bool> isLoaded(std::string label) {
-        const ShellResult printed = co_await context_.run(
-            "launchctl print gui/$(id -u)/" + label + " >/dev/null 2>&1", CommandKind::ordinary);
+        const ShellResult printed =
+            co_await query("launchctl print gui/$(id -u)/" + label + " >/dev/null 2>&1");
         co_return printed.status == 0;
+    }
+
+    Task<ShellResult> query(std::string command) {
+        co_return co_await context_.run(std::move(command), CommandKind::ordinary,
+                                        CommandEffect::readsOnly);
+    }
+
+    Task<ShellResult> change(std::string command) {
+        co_return co_await context_.run(std::move(command), CommandKind::ordinary,
+                                        CommandEffect::changes);
     }
 
     // The tab-indented "key = value" lines of the job's own block.

@@ -16,12 +16,23 @@
 
 namespace pellix {
 
+class Plan;
+
 struct ManagerContext {
-    std::function<Task<ShellResult>(std::string command, CommandKind kind)> run;
+    std::function<Task<ShellResult>(std::string command, CommandKind kind, CommandEffect effect)>
+        run;
     std::function<std::string()> home;
     std::function<std::optional<std::string>(const std::string&)> environment;
     std::function<void(const std::string&)> notice;
+    // A dry run's plan, or none.
+    std::function<Plan*()> plan;
 };
+
+// The managers' file changes: made, or in a dry run written into `plan` (the file's whole text
+// or its diff against the one present, a folder that is not there yet, a removal of what is).
+std::error_code writeJobFile(Plan* plan, const std::string& path, const std::string& text);
+void createJobFolder(Plan* plan, const std::string& path);
+std::error_code removeJobFile(Plan* plan, const std::string& path);
 
 struct ServiceInstall {
     bool written = false;  // the job's files are on disk

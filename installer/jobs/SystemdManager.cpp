@@ -66,10 +66,9 @@ public:
     std::string name() const override { return "systemd"; }
 
     Task<ServiceInstall> installAlwaysOnJob(AgentJob job, JobValues values) override {
-        std::error_code ignored;
-        fs::create_directories(fs::path(unitFolder()), ignored);
+        createJobFolder(context_.plan(), unitFolder());
         const std::string unit = serviceUnitName(job);
-        if (writeFileAtomically(unitPath(unit), serviceUnit(job, values))) {
+        if (writeJobFile(context_.plan(), unitPath(unit), serviceUnit(job, values))) {
             co_return ServiceInstall{};
         }
         // Restarted even when its unit is unchanged: the agent's tree has just been replaced.
@@ -82,8 +81,8 @@ public:
 
     Task<bool> installScheduledJob(AgentJob job, JobValues values) override {
         const std::string timer = timerUnitName(job);
-        if (writeFileAtomically(unitPath(serviceUnitName(job)), serviceUnit(job, values)) ||
-            writeFileAtomically(unitPath(timer), timerUnit(job))) {
+        if (writeJobFile(context_.plan(), unitPath(serviceUnitName(job)), serviceUnit(job, values)) ||
+            writeJobFile(context_.plan(), unitPath(timer), timerUnit(job))) {
             co_return false;
         }
         // Starting or restarting the timer runs its scanner once now, as loading does under
@@ -137,8 +136,7 @@ public:
         co_await manager("systemctl --user disable --now" + names + " 2>/dev/null");
         JobRemoval removal{label, true, ""};
         for (const std::string& unit : units) {
-            std::error_code error;
-            if (fs::remove(fs::path(unitPath(unit)), error);
+            if (const std::error_code error = removeJobFile(context_.plan(), unitPath(unit));
                 error && error != std::errc::not_a_directory) {
                 removal = {label, false,
                            "Could not delete " + unitPath(unit) + ": " + error.message()};
@@ -146,8 +144,9 @@ public:
         }
         co_await manager("systemctl --user daemon-reload; systemctl --user reset-failed" + names +
                          " 2>/dev/null");
+        if (context_.plan()) co_return removal;
         const ShellResult states =
-            co_await manager("systemctl --user is-active" + names + " 2>/dev/null");
+            co_await query("systemctl --user is-active" + names + " 2>/dev/null");
         std::istringstream lines(states.output);
         for (std::string state; std::getline(lines, state);) {
             if (state == "active" || state == "activating" || state == "deactivating" ||
@@ -175,26 +174,32 @@ private:
     std::string unitPath(const std::string& unit) const { return unitFolder() + "/" + unit; }
 
     Task<ShellResult> manager(std::string command) {
-        co_return co_await context_.run(std::move(command), CommandKind::userManager);
+        co_return co_await context_.run(std::move(command), CommandKind::userManager,
+                                        CommandEffect::changes);
+    }
+
+    Task<ShellResult> query(std::string command) {
+        co_return co_await context_.run(std::move(command), CommandKind::userManager,
+                                        CommandEffect::readsOnly);
     }
 
     Task<bool> isActive(std::string unit) {
-        const ShellResult state = co_await manager("systemctl --user is-active " + unit);
+        const ShellResult state = co_await query("systemctl --user is-active " + unit);
         co_return firstLine(state.output) == "active";
     }
 
     Task<Properties> show(std::string unit, std::string properties) {
         const ShellResult shown =
-            co_await manager("systemctl --user show -p " + properties + " " + unit);
+            co_await query("systemctl --user show -p " + properties + " " + unit);
         if (shown.status != 0) co_return Properties{};
         co_return parseProperties(shown.output);
     }
 
     // Said once: every later command would fail for the same reason.
     Task<void> noticeIfUnreachable() {
-        if (noticeGiven_) co_return;
+        if (noticeGiven_ || context_.plan()) co_return;
         const ShellResult reachable =
-            co_await manager("systemctl --user show-environment >/dev/null 2>&1");
+            co_await query("systemctl --user show-environment >/dev/null 2>&1");
         if (reachable.status == 0) co_return;
         noticeGiven_ = true;
         std::string units;

@@ -5,6 +5,7 @@
 #include "files/HomeLock.h"
 #include "lifecycle/AgentStatus.h"
 #include "lifecycle/Receipt.h"
+#include "plan/Plan.h"
 
 namespace pellix {
 
@@ -19,14 +20,9 @@ Choices choicesInEffect(const AgentStatus& status) {
         choices.modelChoice = status.receipt.receipt->modelChoice;
         return choices;
     }
-    for (const ScanPreset& preset : kScanPresets) {
-        if (std::to_string(preset.minutes) == status.config.heartbeatMinutes) {
-            choices.scanPreset = std::string(preset.word);
-        }
-    }
-    for (const ModelOption& model : kModels) {
-        if (model.identifier == status.config.model) choices.modelChoice = std::string(model.word);
-    }
+    const Choices read = choicesOfEntry(status.config.model, status.config.heartbeatMinutes);
+    if (isScanPreset(read.scanPreset)) choices.scanPreset = read.scanPreset;
+    if (isModel(read.modelChoice)) choices.modelChoice = read.modelChoice;
     return choices;
 }
 
@@ -62,10 +58,13 @@ Task<ConfigureReport> configureAgent(const OpenClawLayout& layout, Host& host,
     report.after = report.before;
     if (change.scanPreset) report.after.scanPreset = *change.scanPreset;
     if (change.modelChoice) report.after.modelChoice = *change.modelChoice;
-    auto edit = [&layout, &host, choices = report.after] {
+    Plan* plan = host.plan();
+    if (plan != nullptr) plan->beginStep("Changing the choices in openclaw.json");
+    auto edit = [&layout, &host, plan, choices = report.after] {
         ConfigChangeOptions options;
         options.backup = ConfigBackup::takeBeforeWriting;
         options.validator = openclawValidator(host);
+        options.plan = plan;
         return editConfigFile(
             layout.configFile(),
             [&choices](ConfigDocument& document) { return setPellixChoices(document, choices); },
@@ -75,7 +74,14 @@ Task<ConfigureReport> configureAgent(const OpenClawLayout& layout, Host& host,
         co_await runBlocking(host.platform().runBlockingJob, std::move(edit));
     report.config = outcome.result;
     report.verdict = outcome.verdict;
-    if (report.succeeded()) {
+    // Unchanged, the entry already holds what the receipt says.
+    const std::string receipt = receiptPath(layout.openclawHome());
+    if (report.changed() && plan != nullptr) {
+        if (readReceipt(receipt).receipt) {
+            plan->add(PlannedChange::Kind::file, receipt,
+                       "record the new choices in the receipt");
+        }
+    } else if (report.changed()) {
         auto record = [home = layout.openclawHome(), choices = report.after] {
             recordChoices(home, choices);
             return true;

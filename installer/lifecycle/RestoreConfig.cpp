@@ -1,6 +1,7 @@
 #include "lifecycle/RestoreConfig.h"
 
 #include "files/HomeLock.h"
+#include "plan/Plan.h"
 
 namespace pellix {
 
@@ -12,8 +13,9 @@ Task<RestoreReport> restoreOpenClawConfig(const OpenClawLayout& layout, Host& ho
         co_return report;
     }
     report.configFile = layout.configFile();
-    auto restore = [configFile = report.configFile] {
-        return std::make_pair(findConfigBackup(configFile), restoreConfigBackup(configFile));
+    if (Plan* plan = host.plan()) plan->beginStep("Restoring openclaw.json");
+    auto restore = [configFile = report.configFile, plan = host.plan()] {
+        return std::make_pair(findConfigBackup(configFile), restoreConfigBackup(configFile, plan));
     };
     auto restored = co_await runBlocking(host.platform().runBlockingJob, std::move(restore));
     report.backup = std::move(restored.first);

@@ -9,6 +9,7 @@
 #include "jobs/ServiceManager.h"
 #include "lifecycle/AgentStatus.h"
 #include "lifecycle/Receipt.h"
+#include "plan/Plan.h"
 
 namespace fs = std::filesystem;
 
@@ -16,8 +17,32 @@ namespace pellix {
 
 namespace {
 
-std::vector<PartResult> removeAgentTrees(const OpenClawLayout& layout) {
+// What a dry run says of a tree it would remove.
+std::string treeRemoval(const std::string& tree) {
+    std::uintmax_t files = 0;
+    std::uintmax_t bytes = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator it(tree, error), end; !error && it != end;
+         it.increment(error)) {
+        std::error_code ignored;
+        if (it->is_directory(ignored) && !it->is_symlink(ignored)) continue;
+        ++files;
+        if (it->is_regular_file(ignored) && !it->is_symlink(ignored)) {
+            bytes += it->file_size(ignored);
+        }
+    }
+    return "remove the agent's tree: " + describeFiles(files, bytes);
+}
+
+std::vector<PartResult> removeAgentTrees(const OpenClawLayout& layout, Plan* plan) {
     std::vector<PartResult> results;
+    if (plan != nullptr) {
+        for (const std::string& tree : layout.installedPellixDirs()) {
+            plan->remove(tree, treeRemoval(tree));
+            results.push_back({tree, StepStatus::success, "removed"});
+        }
+        return results;
+    }
     // One tree per workspace at most; the bound only guards against a tree that will not go.
     for (int round = 0; round < 64; ++round) {
         const auto pellixDir = layout.installedPellixDir();
@@ -38,7 +63,7 @@ std::vector<PartResult> removeAgentTrees(const OpenClawLayout& layout) {
 // folder was then, a tree in another workspace, a reinstall cut short), then the receipt itself,
 // whose removal is returned. The backup of openclaw.json stays.
 std::optional<PartResult> removeRecordedLeftovers(const OpenClawLayout& layout,
-                                                  std::vector<PartResult>& results) {
+                                                  std::vector<PartResult>& results, Plan* plan) {
     const std::string path = receiptPath(layout.openclawHome());
     const ReceiptRead read = readReceipt(path);
     std::vector<std::string> leftovers;
@@ -56,23 +81,33 @@ std::optional<PartResult> removeRecordedLeftovers(const OpenClawLayout& layout,
     for (const std::string& leftover : leftovers) {
         std::error_code error;
         if (!fs::exists(fs::symlink_status(fs::path(leftover), error))) continue;
+        if (plan != nullptr) {
+            if (!plan->lists(leftover)) plan->remove(leftover, "remove (listed in the receipt)");
+            continue;
+        }
         fs::remove_all(fs::path(leftover), error);
         results.push_back({leftover, error ? StepStatus::failed : StepStatus::success,
                            error ? error.message() : "removed (listed in the receipt)"});
     }
     std::error_code error;
     if (!fs::exists(fs::symlink_status(fs::path(path), error))) return std::nullopt;
-    fs::remove(fs::path(path), error);
+    if (plan != nullptr) {
+        plan->remove(path, "remove the receipt");
+    } else {
+        fs::remove(fs::path(path), error);
+    }
     return PartResult{path, error ? StepStatus::failed : StepStatus::success,
                       error ? error.message() : "removed"};
 }
 
-PartResult handleSessionStore(const std::string& store, bool purge) {
+PartResult handleSessionStore(const std::string& store, bool purge, Plan* plan) {
     std::error_code error;
-    if (!purge) {
-        const bool present = fs::exists(fs::symlink_status(fs::path(store), error));
-        return {store, StepStatus::success,
-                present ? "kept (--purge deletes it)" : "not there, nothing to keep"};
+    const bool present = fs::exists(fs::symlink_status(fs::path(store), error));
+    if (!present) return {store, StepStatus::success, "not there, nothing to delete or keep"};
+    if (!purge) return {store, StepStatus::success, "kept (--purge deletes it)"};
+    if (plan != nullptr) {
+        plan->remove(store, "delete the session store");
+        return {store, StepStatus::success, "deleted"};
     }
     fs::remove_all(fs::path(store), error);
     if (error) return {store, StepStatus::failed, "could not be deleted: " + error.message()};
@@ -119,6 +154,8 @@ Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
         co_return report;
     }
     report.wasInstalled = (co_await gatherAgentStatus(layout, host, false)).installed();
+    Plan* plan = host.plan();
+    if (plan != nullptr) plan->beginStep("Removing the agent");
     if (report.wasInstalled) {
         ServiceManager* manager = co_await host.serviceManager();
         const std::vector<JobRemoval> removals = co_await removeAgentJobs(*manager);
@@ -127,13 +164,13 @@ Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
                                    removal.removed ? StepStatus::success : StepStatus::failed,
                                    removal.removed ? "stopped and removed" : removal.detail});
         }
-        auto removeFiles = [&layout, &host] {
-            std::vector<PartResult> files = removeAgentTrees(layout);
-            std::optional<PartResult> receipt = removeRecordedLeftovers(layout, files);
+        auto removeFiles = [&layout, &host, plan] {
+            std::vector<PartResult> files = removeAgentTrees(layout, plan);
+            std::optional<PartResult> receipt = removeRecordedLeftovers(layout, files, plan);
             // A home without openclaw.json has no entry to take out: nothingToRemove.
             return RemovedFiles{
                 std::move(files), std::move(receipt),
-                removePellixFromConfig(layout.configFile(), openclawValidator(host))};
+                removePellixFromConfig(layout.configFile(), openclawValidator(host), plan)};
         };
         RemovedFiles removed =
             co_await runBlocking(host.platform().runBlockingJob, std::move(removeFiles));
@@ -142,7 +179,7 @@ Task<UninstallReport> uninstallAgent(const OpenClawLayout& layout, Host& host,
         report.config = removed.config.outcome;
         report.configVerdict = removed.config.verdict;
     }
-    report.sessionStore = handleSessionStore(layout.sessionsDirectory(), options.purge);
+    report.sessionStore = handleSessionStore(layout.sessionsDirectory(), options.purge, plan);
     // Only a changed host needs its gateway to pick up the change.
     if (report.wasInstalled) report.gatewayRestart = co_await host.restartOpenClawGateway();
     co_return report;

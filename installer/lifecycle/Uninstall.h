@@ -40,6 +40,11 @@ struct UninstallReport {
 
     // Each part that could not be removed, as "<part>: <why>"; empty when all went.
     std::vector<std::string> problems() const;
+    // Whether anything was taken out: the agent, or its session store.
+    bool changedAnything() const {
+        return wasInstalled ||
+               (sessionStore.status == StepStatus::success && sessionStore.detail == "deleted");
+    }
 };
 
 // `layout` and `host` must outlive the task.

@@ -10,6 +10,7 @@
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
 #include "config/HostForm.h"
+#include "config/OpenClawConfig.h"
 
 namespace pellix::steps {
 
@@ -21,14 +22,25 @@ constexpr const char* kCannotWrite = "Failed to write openclaw.json";
 struct Registered {
     StepResult row;
     InstallRecord::Registration registration;
+    std::optional<Choices> choicesKept;
 };
 
-ConfigChangeOutcome writeEntry(const std::string& configPath, const ConfigValidator& validator,
+// The existing entry's choices, where they are not the ones asked for.
+std::optional<Choices> choicesKept(const std::string& configPath, const Choices& asked) {
+    const PellixConfigState entry = inspectPellixConfig(configPath);
+    if (!entry.registered) return std::nullopt;
+    Choices kept = choicesOfEntry(entry.model, entry.heartbeatMinutes);
+    if (kept == asked) return std::nullopt;
+    return kept;
+}
+
+ConfigChangeOutcome writeEntry(const std::string& configPath, const Host& host,
+                               const ConfigValidator& validator,
                                const std::function<Registration(ConfigDocument&)>& add) {
     return editConfigFile(
         configPath,
         [&add](ConfigDocument& document) { return add(document) == Registration::added; },
-        ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator});
+        ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator, host.plan()});
 }
 
 // The host's own form, as its schema gives it; nothing when it has none to give.
@@ -42,13 +54,14 @@ std::optional<HostAgentForm> hostForm(const Host& host) {
 Registered registerEntry(const Host& host, const ConfigValidator& validator, const Choices& choices,
                          const std::string& configPath) {
     Registered done;
-    ConfigChangeOutcome outcome = writeEntry(configPath, validator, [&](ConfigDocument& document) {
+    ConfigChangeOutcome outcome =
+        writeEntry(configPath, host, validator, [&](ConfigDocument& document) {
         return registerAgent(document, choices);
     });
     if (outcome.result == ConfigEditResult::rejected) {
         if (const std::optional<HostAgentForm> form = hostForm(host)) {
             const HostVerdict first = outcome.verdict;
-            outcome = writeEntry(configPath, validator, [&](ConfigDocument& document) {
+            outcome = writeEntry(configPath, host, validator, [&](ConfigDocument& document) {
                 return registerAgentInHostForm(document, choices, *form);
             });
             if (outcome.result == ConfigEditResult::rejected && outcome.verdict.reason.empty()) {
@@ -60,7 +73,7 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
     if (outcome.verdict.kind != HostVerdict::Kind::notChecked) {
         done.registration.host = openclawVersion(host);
     }
-    if (std::optional<ConfigDocument> written = loadConfig(configPath)) {
+    if (std::optional<ConfigDocument> written = loadConfig(configPath, host.plan())) {
         done.registration.form = pellixEntryForm(written->root());
     }
     switch (outcome.result) {
@@ -76,6 +89,7 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
             return done;
         case ConfigEditResult::unchanged:
             done.row = {StepStatus::success, "Already registered"};
+            done.choicesKept = choicesKept(configPath, choices);
             return done;
         case ConfigEditResult::written:
             break;
@@ -96,6 +110,7 @@ Task<StepResult> registerPellixAgent(WorkerContext context, std::string configPa
     };
     Registered done = co_await runBlocking(host.platform().runBlockingJob, std::move(job));
     context.record.registration = std::move(done.registration);
+    context.record.choicesKept = std::move(done.choicesKept);
     co_return done.row;
 }
 

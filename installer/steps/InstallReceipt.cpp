@@ -6,8 +6,10 @@
 #include "InstallerViewModel.h"
 #include "Version.h"
 #include "config/ConfigBackup.h"
+#include "files/FileIo.h"
 #include "jobs/ServiceManager.h"
 #include "lifecycle/Receipt.h"
+#include "plan/Plan.h"
 
 namespace fs = std::filesystem;
 
@@ -28,6 +30,14 @@ std::vector<ManifestEntry> placedFiles(const std::string& bundle, const std::str
 }  // namespace
 
 Task<void> InstallerViewModel::writeInstallReceipt(std::string workspace, std::string pellixDir) {
+    if (Plan* plan = host_.plan()) {
+        const std::string path = receiptPath(openclawHome());
+        plan->beginStep("Writing the receipt");
+        plan->add(PlannedChange::Kind::file, path,
+                   std::string(somethingExistsAt(path) ? "replace" : "create") +
+                       ": what this install placed where, and the choices");
+        co_return;
+    }
     Receipt receipt;
     receipt.installerVersion = installerVersion();
     receipt.scanPreset = scanPreset();

@@ -10,9 +10,10 @@ namespace pellix::steps {
 Task<StepResult> addToAllowlist(WorkerContext context, std::string configPath) {
     const Host& host = context.host;
     const ConfigValidator& validator = context.validator;
-    auto job = [&validator, configPath] {
-        return editConfigFile(configPath, allowPellix,
-                              ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator});
+    auto job = [&validator, &host, configPath] {
+        return editConfigFile(
+            configPath, allowPellix,
+            ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator, host.plan()});
     };
     const ConfigChangeOutcome outcome =
         co_await runBlocking(host.platform().runBlockingJob, std::move(job));
