@@ -57,6 +57,7 @@ int reportBusyHome(const std::string& openclawHome, const CommandOptions& option
         JsonOutput json;
         json.beginObject();
         json.key(resultKey).boolean(false);
+        json.key("changed").boolean(false);
         json.key("error").text(message);
         json.endObject();
         console.out << json.str();

@@ -50,6 +50,8 @@ std::optional<std::string> takeOption(const std::vector<std::string>& arguments,
         options.help = true;
     } else if (name == "--json" && !inlineValue) {
         options.json = true;
+    } else if (name == "--dry-run" && !inlineValue && options.command != Command::status) {
+        options.dryRun = true;
     } else if (name == "--purge" && !inlineValue && options.command == Command::uninstall) {
         options.purge = true;
     } else if (name == "--headless" && !inlineValue && installing) {

@@ -25,6 +25,8 @@ struct CommandOptions {
     bool help = false;  // the command's own help was asked for
     bool json = false;
     bool purge = false;
+    // Plan only: print what the run would do and change nothing.
+    bool dryRun = false;
     std::string scanPreset{kDefaultScanPreset};
     std::string modelChoice{kDefaultModel};
     // Whether --scan or --model was given (configure changes only those).

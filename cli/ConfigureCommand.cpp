@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
+#include "PlanOutput.h"
 #include "lifecycle/Configure.h"
 
 namespace pellix {
@@ -67,6 +68,8 @@ void printConfigure(const Console& console, const ConfigureReport& report) {
 int configureCommand(const CommandOptions& options, Platform platform, const Console& console) {
     const OpenClawLayout layout(platform);
     Host host(std::move(platform));
+    Plan plan;
+    if (options.dryRun) host.setPlan(&plan);
     ChoiceChange change;
     if (options.scanGiven) change.scanPreset = options.scanPreset;
     if (options.modelGiven) change.modelChoice = options.modelChoice;
@@ -76,6 +79,7 @@ int configureCommand(const CommandOptions& options, Platform platform, const Con
     if (!report.installed) {
         const std::string line = "Pellix is not installed in " + layout.openclawHome() +
                                  ": run pellix-installer install first.";
+        if (options.dryRun) return reportPlan(console, options, plan, ExitCode::notInstalled, line);
         if (options.json) {
             JsonOutput json;
             json.beginObject();
@@ -89,6 +93,11 @@ int configureCommand(const CommandOptions& options, Platform platform, const Con
         return toInt(ExitCode::notInstalled);
     }
     const std::string problem = failure(report);
+    if (options.dryRun) {
+        return reportPlan(console, options, plan,
+                          problem.empty() ? ExitCode::done : ExitCode::failed,
+                          problem.empty() ? std::nullopt : std::optional(problem));
+    }
     if (options.json) console.out << configureJson(report, problem);
     if (!problem.empty()) {
         console.err << problem << "\n";

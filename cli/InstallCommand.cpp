@@ -6,6 +6,7 @@
 #include "Commands.h"
 #include "InstallerViewModel.h"
 #include "JsonOutput.h"
+#include "PlanOutput.h"
 #include "files/AgentTree.h"
 
 namespace pellix {
@@ -35,13 +36,20 @@ private:
     std::map<std::string, StepStatus> printed_;
 };
 
+// The configure command that gives the entry the choices this run was asked for.
+std::string configureCommandFor(const InstallerViewModel& model) {
+    return "pellix-installer configure --scan " + model.scanPreset() + " --model " +
+           model.modelChoice();
+}
+
 void writeVerdict(JsonOutput& json, const HostVerdict& verdict) {
     json.key("verdict").text(toString(verdict.kind));
     json.key("reason").text(verdict.reason);
 }
 
 // What the run found out besides its rows.
-void writeRecord(JsonOutput& json, const InstallRecord& record) {
+void writeRecord(JsonOutput& json, const InstallerViewModel& model) {
+    const InstallRecord& record = model.record();
     json.key("registration");
     if (record.registration) {
         json.beginObject();
@@ -68,10 +76,26 @@ void writeRecord(JsonOutput& json, const InstallRecord& record) {
     json.key("keptBeside").beginArray();
     for (const std::string& path : record.keptBeside) json.text(path);
     json.endArray();
+    json.key("choicesKept");
+    if (record.choicesKept) {
+        json.beginObject();
+        json.key("scanPreset").text(record.choicesKept->scanPreset);
+        json.key("modelChoice").text(record.choicesKept->modelChoice);
+        json.key("command").text(configureCommandFor(model));
+        json.endObject();
+    } else {
+        json.null();
+    }
 }
 
 // The same in lines, after the rows: only what a row could not say.
-void printRecord(std::ostream& out, const InstallRecord& record) {
+void printRecord(std::ostream& out, const InstallerViewModel& model) {
+    const InstallRecord& record = model.record();
+    if (record.choicesKept) {
+        out << "Pellix was registered already and keeps its choices: scan "
+            << record.choicesKept->scanPreset << ", model " << record.choicesKept->modelChoice
+            << ". To change them, run: " << configureCommandFor(model) << "\n";
+    }
     if (record.registration && !record.registration->host.empty() &&
         !record.registration->form.empty()) {
         out << record.registration->host << ": registered in " << record.registration->form << "\n";
@@ -91,6 +115,13 @@ void printRecord(std::ostream& out, const InstallRecord& record) {
     }
 }
 
+// A run changes the home from the agent's files on: their row (the third) ran to a result.
+bool changedAnything(const InstallerViewModel& model) {
+    const auto& steps = model.steps();
+    return steps.size() > 2 && steps[2].status != StepStatus::pending &&
+           steps[2].status != StepStatus::running && steps[2].status != StepStatus::failed;
+}
+
 std::string summary(const InstallerViewModel& model) {
     JsonOutput json;
     json.beginObject();
@@ -99,6 +130,7 @@ std::string summary(const InstallerViewModel& model) {
     json.key("errorMessage").text(model.errorMessage());
     json.key("scanPreset").text(model.scanPreset());
     json.key("modelChoice").text(model.modelChoice());
+    json.key("changed").boolean(changedAnything(model));
     json.key("steps").beginArray();
     for (const InstallStep& step : model.steps()) {
         json.beginObject();
@@ -108,7 +140,7 @@ std::string summary(const InstallerViewModel& model) {
         json.endObject();
     }
     json.endArray();
-    writeRecord(json, model.record());
+    writeRecord(json, model);
     json.endObject();
     return json.str();
 }
@@ -133,6 +165,16 @@ int installCommand(const CommandOptions& options, Platform platform, const Conso
     InstallerViewModel model(std::move(platform));
     model.setScanPreset(options.scanPreset);
     model.setModelChoice(options.modelChoice);
+    Plan plan;
+    if (options.dryRun) {
+        model.host().setPlan(&plan);
+        model.startInstall();
+        const bool wouldInstall = model.phase() == InstallerPhase::complete;
+        return reportPlan(console, options, plan, wouldInstall ? ExitCode::done : ExitCode::failed,
+                          wouldInstall
+                              ? std::nullopt
+                              : std::optional("Installation failed: " + model.errorMessage()));
+    }
 
     ProgressPrinter printer(console.out, console.colour);
     if (!options.json) {
@@ -149,7 +191,7 @@ int installCommand(const CommandOptions& options, Platform platform, const Conso
     if (options.json) {
         console.out << summary(model);
     } else {
-        printRecord(console.out, model.record());
+        printRecord(console.out, model);
         if (installed) printClosing(console.out, model.steps());
     }
     if (!installed) console.err << "Installation failed: " << model.errorMessage() << '\n';

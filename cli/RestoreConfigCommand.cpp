@@ -2,9 +2,11 @@
 // replaces is kept aside, so the restore can itself be undone.
 
 #include <optional>
+#include <sstream>
 
 #include "Commands.h"
 #include "JsonOutput.h"
+#include "PlanOutput.h"
 #include "lifecycle/RestoreConfig.h"
 
 namespace pellix {
@@ -18,6 +20,7 @@ std::string restoreJson(const std::string& configFile,
     json.beginObject();
     json.key("restored").boolean(result.outcome == ConfigRestore::restored);
     json.key("outcome").text(toString(result.outcome));
+    json.key("changed").boolean(result.outcome == ConfigRestore::restored);
     json.key("configFile").text(configFile);
     json.key("backup");
     if (backup) {
@@ -63,11 +66,22 @@ void reportOutcome(const Console& console, const std::string& configFile,
 int restoreConfigCommand(const CommandOptions& options, Platform platform, const Console& console) {
     const OpenClawLayout layout(platform);
     Host host(std::move(platform));
+    Plan plan;
+    if (options.dryRun) host.setPlan(&plan);
     const RestoreReport report = restoreOpenClawConfig(layout, host).runToCompletion();
     if (report.homeBusy) {
         return reportBusyHome(layout.openclawHome(), options, console, "restored");
     }
     const ConfigRestoreResult& result = report.result;
+    if (options.dryRun) {
+        std::ostringstream said;
+        reportOutcome({said, said, false}, report.configFile, report.backup, result);
+        const bool restored = result.outcome == ConfigRestore::restored;
+        std::string error = said.str();
+        if (!error.empty() && error.back() == '\n') error.pop_back();
+        return reportPlan(console, options, plan, restored ? ExitCode::done : ExitCode::failed,
+                          restored ? std::nullopt : std::optional(error));
+    }
     if (options.json) {
         console.out << restoreJson(report.configFile, report.backup, result);
         if (result.outcome != ConfigRestore::restored) {

@@ -97,6 +97,7 @@ std::string statusJson(const AgentStatus& status) {
     json.beginObject();
     json.key("installed").boolean(status.installed());
     json.key("healthy").boolean(status.installed() && status.problems.empty());
+    json.key("changed").boolean(false);
     json.key("openclawHome").text(status.openclawHome);
     json.key("configFile").text(status.configFile);
     json.key("pellixDir").textOrNull(status.pellixDir);

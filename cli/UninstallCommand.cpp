@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "JsonOutput.h"
+#include "PlanOutput.h"
 #include "lifecycle/Uninstall.h"
 
 namespace pellix {
@@ -81,6 +82,7 @@ std::string uninstallJson(const UninstallReport& result, const std::string& conf
     json.beginObject();
     json.key("uninstalled").boolean(problems.empty());
     json.key("wasInstalled").boolean(result.wasInstalled);
+    json.key("changed").boolean(result.changedAnything());
     parts("jobs", result.jobs);
     parts("agentFiles", result.agentFiles);
     json.key("receipt");
@@ -113,11 +115,18 @@ std::string uninstallJson(const UninstallReport& result, const std::string& conf
 int uninstallCommand(const CommandOptions& options, Platform platform, const Console& console) {
     const OpenClawLayout layout(platform);
     Host host(std::move(platform));
+    Plan plan;
+    if (options.dryRun) host.setPlan(&plan);
     const std::string home = layout.openclawHome();
     const UninstallReport result =
         uninstallAgent(layout, host, {.purge = options.purge}).runToCompletion();
     if (result.homeBusy) return reportBusyHome(home, options, console, "uninstalled");
     const auto problems = result.problems();
+    if (options.dryRun) {
+        return reportPlan(
+            console, options, plan, problems.empty() ? ExitCode::done : ExitCode::failed,
+            problems.empty() ? std::nullopt : std::optional("Would not remove: " + problems[0]));
+    }
     if (options.json) {
         console.out << uninstallJson(result, layout.configFile());
     } else if (!result.wasInstalled && !options.purge) {

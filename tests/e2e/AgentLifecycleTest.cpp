@@ -316,6 +316,7 @@ TEST_F(AgentLifecycle, UninstallWaitsForNoOtherInstaller) {
     const json refused = runJson({"uninstall"});
     EXPECT_EQ(last.exitStatus, 1);
     EXPECT_EQ(refused, json({{"uninstalled", false},
+                             {"changed", false},
                              {"error", anotherInstallerRunningMessage(openclawHome())}}));
     EXPECT_TRUE(fs::exists(pellixDir()));
     EXPECT_TRUE(fs::exists(plist("ai.pellix.pellix-service")));

@@ -114,10 +114,10 @@ TEST_F(HeadlessInstall, JsonSummaryIsTheOnlyOutput) {
     std::vector<std::string> keys;
     for (const auto& item : summary.items()) keys.push_back(item.key());
     // The window's state first, then what the run found out besides its rows.
-    EXPECT_EQ(keys,
-              std::vector<std::string>({"phase", "progress", "errorMessage", "scanPreset",
-                                        "modelChoice", "steps", "registration", "allowlistRefused",
-                                        "gatewayConfigRefused", "keptBeside"}));
+    EXPECT_EQ(keys, std::vector<std::string>({"phase", "progress", "errorMessage", "scanPreset",
+                                              "modelChoice", "changed", "steps", "registration",
+                                              "allowlistRefused", "gatewayConfigRefused",
+                                              "keptBeside", "choicesKept"}));
     EXPECT_EQ(summary["phase"], "complete");
     EXPECT_EQ(summary["progress"], 1.0);
     EXPECT_EQ(summary["errorMessage"], "");

@@ -156,13 +156,12 @@ TEST_F(CommandLimits, HungLaunchctlAndGatewayTakeTheUsualWarningPathsAndAreNamed
     EXPECT_EQ(model.steps()[8].detail, "3 scheduled scanners active");
     EXPECT_EQ(model.steps()[9].detail, "Restart may need manual run");
     EXPECT_EQ(model.steps()[10].detail, "Files OK, service may need restart");
-    EXPECT_EQ(
-        notices,
-        (std::vector<std::string>{
-            "Stopped after 4 s without finishing: launchctl print "
-            "gui/$(id -u)/ai.pellix.pellix-service 2>&1 | head -1",
-            "Stopped after 5 s without finishing: openclaw gateway restart",
-            "Stopped after 4 s without finishing: launchctl list | grep pellix-service"}));
+    EXPECT_EQ(notices,
+              (std::vector<std::string>{
+                  "Stopped after 4 s without finishing: launchctl print "
+                  "gui/$(id -u)/ai.pellix.pellix-service 2>&1 | head -1",
+                  "Stopped after 5 s without finishing: openclaw gateway restart",
+                  "Stopped after 4 s without finishing: launchctl list | grep pellix-service"}));
 }
 
 TEST_F(CommandLimits, OnlyServiceManagerCommandsSeeXdgRuntimeDir) {

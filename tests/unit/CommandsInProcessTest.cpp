@@ -224,10 +224,10 @@ TEST_F(CommandsInProcess, InstallJsonKeepsItsShape) {
     const auto summary = nlohmann::ordered_json::parse(out.str());
     std::vector<std::string> keys;
     for (const auto& item : summary.items()) keys.push_back(item.key());
-    EXPECT_EQ(keys,
-              std::vector<std::string>({"phase", "progress", "errorMessage", "scanPreset",
-                                        "modelChoice", "steps", "registration", "allowlistRefused",
-                                        "gatewayConfigRefused", "keptBeside"}));
+    EXPECT_EQ(keys, std::vector<std::string>({"phase", "progress", "errorMessage", "scanPreset",
+                                              "modelChoice", "changed", "steps", "registration",
+                                              "allowlistRefused", "gatewayConfigRefused",
+                                              "keptBeside", "choicesKept"}));
     EXPECT_EQ(summary["steps"].size(), 11u);
     EXPECT_TRUE(out.str().starts_with("{\n  \"phase\": \"complete\",\n  \"progress\": 1.0,\n"));
 }
