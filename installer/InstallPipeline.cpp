@@ -172,7 +172,7 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
     if (!somethingExistsAt(bundleSource) && setAsideTreeLeft(pellixDir)) {
         if (Plan* plan = host_.plan()) {
             plan->add(PlannedChange::Kind::agentFiles, setAsidePath(pellixDir),
-                       "finish the reinstall that was cut short");
+                      "finish the reinstall that was cut short");
             finishStep(agentFiles, {StepStatus::success, "Already present at " + pellixDir});
             co_return true;
         }

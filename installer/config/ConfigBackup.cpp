@@ -98,8 +98,8 @@ bool recordOwnVersion(const std::string& configPath, const ContentHash& version)
 bool backupDue(const std::string& configPath, const ContentHash& current, bool mentionsPellix) {
     const BackupRecord record = readBackupRecord(configPath);
     struct stat copy {};
-    const bool haveCopy = !record.takenAt.empty() &&
-                          ::stat(backupPathsFor(configPath).copy.c_str(), &copy) == 0;
+    const bool haveCopy =
+        !record.takenAt.empty() && ::stat(backupPathsFor(configPath).copy.c_str(), &copy) == 0;
     return !(haveCopy && (mentionsPellix || isInstallersOwnVersion(record, current)));
 }
 

@@ -9,10 +9,10 @@
 #include "config/ConfigDocument.h"
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
-#include "plan/Plan.h"
 #include "config/HostForm.h"
 #include "files/ContentHash.h"
 #include "files/FileIo.h"
+#include "plan/Plan.h"
 
 namespace pellix {
 
@@ -63,13 +63,14 @@ void planRestore(Plan& plan, const std::string& configPath, std::string backup,
     }
     const std::optional<std::string> today = readWholeFile(configPath, kMaxConfigBytes);
     if (!today) {
-        result = {ConfigRestore::failed, "", "Cannot keep the current file aside: the file "
-                                             "cannot be read"};
+        result = {ConfigRestore::failed, "",
+                  "Cannot keep the current file aside: the file "
+                  "cannot be read"};
         return;
     }
     result.keptAsidePath = asidePathFor(configPath);
     plan.add(PlannedChange::Kind::file, result.keptAsidePath,
-              "keep the current openclaw.json here");
+             "keep the current openclaw.json here");
     plan.writeConfig(configPath, *today, std::move(backup));
 }
 

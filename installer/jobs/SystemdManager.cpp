@@ -81,7 +81,8 @@ public:
 
     Task<bool> installScheduledJob(AgentJob job, JobValues values) override {
         const std::string timer = timerUnitName(job);
-        if (writeJobFile(context_.plan(), unitPath(serviceUnitName(job)), serviceUnit(job, values)) ||
+        if (writeJobFile(context_.plan(), unitPath(serviceUnitName(job)),
+                         serviceUnit(job, values)) ||
             writeJobFile(context_.plan(), unitPath(timer), timerUnit(job))) {
             co_return false;
         }

@@ -78,8 +78,7 @@ Task<ConfigureReport> configureAgent(const OpenClawLayout& layout, Host& host,
     const std::string receipt = receiptPath(layout.openclawHome());
     if (report.changed() && plan != nullptr) {
         if (readReceipt(receipt).receipt) {
-            plan->add(PlannedChange::Kind::file, receipt,
-                       "record the new choices in the receipt");
+            plan->add(PlannedChange::Kind::file, receipt, "record the new choices in the receipt");
         }
     } else if (report.changed()) {
         auto record = [home = layout.openclawHome(), choices = report.after] {

@@ -55,9 +55,8 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
                          const std::string& configPath) {
     Registered done;
     ConfigChangeOutcome outcome =
-        writeEntry(configPath, host, validator, [&](ConfigDocument& document) {
-        return registerAgent(document, choices);
-    });
+        writeEntry(configPath, host, validator,
+                   [&](ConfigDocument& document) { return registerAgent(document, choices); });
     if (outcome.result == ConfigEditResult::rejected) {
         if (const std::optional<HostAgentForm> form = hostForm(host)) {
             const HostVerdict first = outcome.verdict;

@@ -34,8 +34,8 @@ Task<void> InstallerViewModel::writeInstallReceipt(std::string workspace, std::s
         const std::string path = receiptPath(openclawHome());
         plan->beginStep("Writing the receipt");
         plan->add(PlannedChange::Kind::file, path,
-                   std::string(somethingExistsAt(path) ? "replace" : "create") +
-                       ": what this install placed where, and the choices");
+                  std::string(somethingExistsAt(path) ? "replace" : "create") +
+                      ": what this install placed where, and the choices");
         co_return;
     }
     Receipt receipt;
