@@ -22,7 +22,9 @@ constexpr const char* kProgramHelp =
     "  restore-config   put openclaw.json back as it was before the installer first changed it\n"
     "\n"
     "Each command takes --json (one JSON object on standard output, nothing else there) and\n"
-    "-h, --help. 'pellix-installer COMMAND --help' shows a command's options.\n"
+    "-h, --help; each but status takes --dry-run (print what the command would do, with\n"
+    "openclaw.json's exact diff, and change nothing). 'pellix-installer COMMAND --help'\n"
+    "shows a command's options.\n"
     "\n"
     "Options:\n"
     "  --headless       the same as 'install' (pellix-installer --headless [install options])\n"
@@ -37,7 +39,7 @@ constexpr const char* kProgramHelp =
 
 // The choices come from their tables, so the help never offers a word the parser refuses.
 std::string installHelp() {
-    return "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--json]\n"
+    return "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--dry-run] [--json]\n"
            "\n"
            "Runs the same install as the window, without a window or a display, and prints each\n"
            "checklist row as its result arrives.\n"
@@ -48,6 +50,8 @@ std::string installHelp() {
            "  --model MODEL    AI model: " +
            modelWords() + " (default " + std::string(kDefaultModel) +
            ")\n"
+           "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
+           "                   exact unified diff, and change nothing\n"
            "  --json           print only one JSON summary on standard output when done\n"
            "  -h, --help       show this help and exit\n"
            "\n"
@@ -55,7 +59,8 @@ std::string installHelp() {
 }
 
 std::string configureHelp() {
-    return "Usage: pellix-installer configure [--scan PRESET] [--model MODEL] [--json]\n"
+    return "Usage: pellix-installer configure [--scan PRESET] [--model MODEL] [--dry-run] "
+           "[--json]\n"
            "\n"
            "Changes the installed agent's choices in place: its model, heartbeat model and\n"
            "heartbeat interval in openclaw.json (every other setting stays as it was), the\n"
@@ -68,6 +73,8 @@ std::string configureHelp() {
            "  --model MODEL    AI model: " +
            modelWords() +
            "\n"
+           "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
+           "                   exact unified diff, and change nothing\n"
            "  --json           print only one JSON object on standard output\n"
            "  -h, --help       show this help and exit\n"
            "\n"
@@ -90,7 +97,7 @@ constexpr const char* kStatusHelp =
     "2 usage error, 3 not installed.\n";
 
 constexpr const char* kUninstallHelp =
-    "Usage: pellix-installer uninstall [--purge] [--json]\n"
+    "Usage: pellix-installer uninstall [--purge] [--dry-run] [--json]\n"
     "\n"
     "Stops and removes the agent's four background jobs, removes its files from the workspace,\n"
     "takes its entry and the main agent's permission to spawn it out of openclaw.json (every\n"
@@ -100,6 +107,8 @@ constexpr const char* kUninstallHelp =
     "session store left behind).\n"
     "\n"
     "  --purge          also delete the agent's session store (<OpenClaw home>/agents/pellix)\n"
+    "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
+    "                   exact unified diff, and change nothing\n"
     "  --json           print only one JSON object on standard output\n"
     "  -h, --help       show this help and exit\n"
     "\n"
@@ -107,13 +116,15 @@ constexpr const char* kUninstallHelp =
     "2 usage error.\n";
 
 constexpr const char* kRestoreConfigHelp =
-    "Usage: pellix-installer restore-config [--json]\n"
+    "Usage: pellix-installer restore-config [--dry-run] [--json]\n"
     "\n"
     "Puts openclaw.json back exactly as it was before the installer first changed it: the same\n"
     "bytes and permissions, from the backup in <OpenClaw home>/.pellix-installer/. The file it\n"
     "replaces is kept first as openclaw.json.before-restore-<time> beside it, so the restore\n"
     "can be undone.\n"
     "\n"
+    "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
+    "                   exact unified diff, and change nothing\n"
     "  --json           print only one JSON object on standard output\n"
     "  -h, --help       show this help and exit\n"
     "\n"

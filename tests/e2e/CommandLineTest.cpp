@@ -31,10 +31,14 @@ TEST_F(CommandLine, HelpListsTheCommandsAndExitCodesAndExitsZero) {
 
 TEST_F(CommandLine, EachCommandHasItsOwnHelp) {
     const std::pair<const char*, const char*> commands[] = {
-        {"install", "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--json]\n"},
+        {"install",
+         "Usage: pellix-installer install [--scan PRESET] [--model MODEL] [--dry-run] [--json]\n"},
         {"status", "Usage: pellix-installer status [--json]\n"},
-        {"uninstall", "Usage: pellix-installer uninstall [--purge] [--json]\n"},
-        {"restore-config", "Usage: pellix-installer restore-config [--json]\n"}};
+        {"configure",
+         "Usage: pellix-installer configure [--scan PRESET] [--model MODEL] "
+         "[--dry-run] [--json]\n"},
+        {"uninstall", "Usage: pellix-installer uninstall [--purge] [--dry-run] [--json]\n"},
+        {"restore-config", "Usage: pellix-installer restore-config [--dry-run] [--json]\n"}};
     for (const auto& [command, synopsis] : commands) {
         for (const char* flag : {"--help", "-h"}) {
             const auto outcome = run({command, flag});

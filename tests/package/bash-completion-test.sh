@@ -36,16 +36,17 @@ expect "configure install restore-config status uninstall" pellix-installer ""
 expect "configure" pellix-installer co
 expect "restore-config" pellix-installer re
 expect "--headless --help --version" pellix-installer -
-expect "--help --json --model --scan" pellix-installer install -
+expect "--dry-run --help --json --model --scan" pellix-installer install -
 expect "daily relaxed standard vigilant" pellix-installer install --scan ""
 expect "relaxed" pellix-installer install --scan re
 expect "haiku opus sonnet" pellix-installer --headless --model ""
-expect "--help --json --model" pellix-installer install --scan daily -
-expect "--help --json --purge" pellix-installer uninstall -
-expect "--help" pellix-installer uninstall --purge --json -
+expect "--dry-run --help --json --model" pellix-installer install --scan daily -
+expect "--dry-run --help --json --purge" pellix-installer uninstall -
+expect "--dry-run --help" pellix-installer uninstall --purge --json -
 expect "--help --json" pellix-installer status -
-expect "--help --json --model" pellix-installer configure --scan daily -
-expect "--help --json" pellix-installer restore-config --
+expect "--dry-run --help --json --model" pellix-installer configure --scan daily -
+expect "--dry-run --help --json" pellix-installer restore-config --
+expect "--help" pellix-installer install --dry-run --json --scan daily --model opus -
 [ "$(complete -p pellix-installer)" = "complete -F _pellix_installer pellix-installer" ] ||
     { echo "FAIL: not registered for pellix-installer" >&2; failed=1; }
 exit "$failed"

@@ -77,6 +77,15 @@ TEST(CommandLineParser, ConfigureTakesOnlyTheChoicesGiven) {
     EXPECT_EQ(refused({"configure", "--purge"}).message, "unknown option '--purge'");
 }
 
+TEST(CommandLineParser, DryRunIsForTheCommandsThatChangeSomething) {
+    for (const char* command : {"install", "configure", "uninstall", "restore-config"}) {
+        EXPECT_TRUE(parsed({command, "--dry-run"}).dryRun) << command;
+        EXPECT_FALSE(parsed({command}).dryRun) << command;
+    }
+    EXPECT_EQ(refused({"status", "--dry-run"}).message, "unknown option '--dry-run'");
+    EXPECT_EQ(refused({"install", "--dry-run=yes"}).message, "unknown option '--dry-run=yes'");
+}
+
 TEST(CommandLineParser, HeadlessAnywhereIsInstallAsBefore) {
     const CommandOptions options = parsed({"--scan", "relaxed", "--headless", "--json"});
     EXPECT_EQ(options.command, Command::install);
@@ -117,7 +126,7 @@ TEST(CommandLineParser, StrayArgumentOfACommand) {
 TEST(CommandLineParser, UsageErrorTextNamesTheCommandAndItsHelp) {
     EXPECT_EQ(usageErrorText({Command::uninstall, "unknown option '--force'"}),
               "pellix-installer uninstall: unknown option '--force'\n"
-              "Usage: pellix-installer uninstall [--purge] [--json]\n"
+              "Usage: pellix-installer uninstall [--purge] [--dry-run] [--json]\n"
               "Try 'pellix-installer uninstall --help' for more information.\n");
 }
 
