@@ -155,6 +155,10 @@ ConfigChangeOutcome changeConfigFile(const std::string& path, const ConfigChange
     for (int attempt = 0; attempt < kMaxConfigEditAttempts; ++attempt) {
         WorkedOut worked = readAndWorkOut(path, change, options.plan);
         if (worked.result != ConfigEditResult::written) return {worked.result, {}};
+        // With nobody to judge them, a dry run's bytes need not be written anywhere.
+        if (options.plan != nullptr && !options.validator) {
+            return planWrite(path, worked, options, {});
+        }
         auto prepared = PendingWrite::prepare(candidatePath(path, options), worked.output);
         if (std::holds_alternative<std::error_code>(prepared)) {
             return {ConfigEditResult::writeFailed, {}};
