@@ -13,9 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "BenchSupport.h"
-#include "HeadlessRun.h"
-#include "TestSupport.h"
+#include "BenchHomes.h"
 #include "config/ConfigEdits.h"
 #include "config/ConfigTransaction.h"
 #include "plan/Plan.h"
@@ -58,25 +56,6 @@ void editsOf(const std::string& path, pellix::Plan* plan) {
     if (plan != nullptr && plan->changes().empty()) std::exit(1);
 }
 
-std::string newHome(const test::TempDir& root, const std::string& name, const std::string& config,
-                    const std::string& fakeBin) {
-    const std::string home = root / name;
-    test::makeDirs(home + "/.openclaw/workspace-main/agents");
-    test::writeFile(home + "/.openclaw/openclaw.json", config);
-    test::leadChildPathWith(home, fakeBin);
-    return home;
-}
-
-double install(const test::InstalledCopy& copy, const std::string& home) {
-    int status = 0;
-    const double seconds = secondsFor([&] {
-        status = test::runInstaller(copy.executable(), {"install", "--json"}, home, std::nullopt)
-                     .exitStatus;
-    });
-    if (status != 0) std::exit(1);
-    return seconds;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -107,8 +86,10 @@ int main(int argc, char** argv) {
     std::vector<double> small, large, jqTimes;
     for (int round = 0; round < rounds; ++round) {
         const std::string n = std::to_string(round);
-        small.push_back(install(copy, newHome(root, "small-" + n, "{\"agents\": {}}", fakeBin)));
-        large.push_back(install(copy, newHome(root, "large-" + n, config, fakeBin)));
+        small.push_back(pellix::bench::timedInstall(
+            copy, pellix::bench::newHome(root, "small-" + n, "{\"agents\": {}}", fakeBin)));
+        large.push_back(pellix::bench::timedInstall(
+            copy, pellix::bench::newHome(root, "large-" + n, config, fakeBin)));
         jqTimes.push_back(secondsFor([&] {
             if (std::system(jq.c_str()) != 0) std::exit(1);
         }));

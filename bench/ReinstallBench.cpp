@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "BenchSupport.h"
+#include "BenchHomes.h"
 #include "HeadlessRun.h"
 #include "TestSupport.h"
 #include "files/AgentTree.h"
@@ -34,24 +34,7 @@ void fillOps(const std::string& pellixDir) {
 
 std::string newHome(const test::TempDir& root, const std::string& name,
                     const std::string& fakeBin) {
-    const std::string home = root / name;
-    test::makeDirs(home + "/.openclaw/workspace-main/agents");
-    test::writeFile(home + "/.openclaw/openclaw.json", R"({"agents": {"list": []}})");
-    test::leadChildPathWith(home, fakeBin);
-    return home;
-}
-
-double install(const test::InstalledCopy& copy, const std::string& home) {
-    int status = 0;
-    const double seconds = secondsFor([&] {
-        status = test::runInstaller(copy.executable(), {"install", "--json"}, home, std::nullopt)
-                     .exitStatus;
-    });
-    if (status != 0) {
-        std::fprintf(stderr, "install in %s failed with status %d\n", home.c_str(), status);
-        std::exit(1);
-    }
-    return seconds;
+    return pellix::bench::newHome(root, name, R"({"agents": {"list": []}})", fakeBin);
 }
 
 double agentFilesStep(const std::string& bundle, const std::string& pellixDir) {
@@ -72,11 +55,12 @@ int main(int argc, char** argv) {
 
     std::vector<double> fresh, again, freshStep, againStep;
     for (int round = 0; round < rounds; ++round) {
-        fresh.push_back(install(copy, newHome(root, "fresh-" + std::to_string(round), fakeBin)));
+        fresh.push_back(pellix::bench::timedInstall(
+            copy, newHome(root, "fresh-" + std::to_string(round), fakeBin)));
         const std::string home = newHome(root, "again-" + std::to_string(round), fakeBin);
-        install(copy, home);
+        pellix::bench::timedInstall(copy, home);
         fillOps(home + agents);
-        again.push_back(install(copy, home));
+        again.push_back(pellix::bench::timedInstall(copy, home));
 
         const std::string stepRoot = root / ("step-" + std::to_string(round));
         test::makeDirs(stepRoot + "/fresh/agents");
