@@ -17,14 +17,14 @@ using nlohmann::json;
 namespace pellix {
 namespace {
 
-constexpr const char* kOriginalConfig =
+constexpr const char* kSystemdHomeConfig =
     R"({"agents": {"list": [{"id": "main", "subagents": {"allowAgents": ["helper"]}}]}, "port": 1})";
 
 class SystemdLifecycle : public ::testing::Test {
 protected:
     void SetUp() override {
         test::makeDirs(openclawHome() + "/workspace-main/agents");
-        test::writeFile(openclawHome() + "/openclaw.json", kOriginalConfig);
+        test::writeFile(openclawHome() + "/openclaw.json", kSystemdHomeConfig);
         fakeBin = test::installFakeCommands(root / "fakebin");
         // Without launchctl on the children's PATH the installer picks systemd.
         fs::remove(fakeBin + "/launchctl");
@@ -72,7 +72,7 @@ TEST_F(SystemdLifecycle, InstallStatusUninstallStatusUninstall) {
     EXPECT_TRUE(fs::is_empty(unitFolder(), error) || !fs::exists(unitFolder()));
     EXPECT_FALSE(fs::exists(openclawHome() + "/workspace-main/agents/pellix-unified"));
     EXPECT_EQ(json::parse(test::readFile(openclawHome() + "/openclaw.json")),
-              json::parse(kOriginalConfig));
+              json::parse(kSystemdHomeConfig));
 
     EXPECT_EQ(run({"status"}).exitStatus, 3);
     const std::string calls = test::readFile(fakeBin + "/calls.log");
