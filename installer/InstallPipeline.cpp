@@ -179,7 +179,7 @@ Task<bool> InstallerViewModel::installAgentFiles(std::string pellixDir) {
         recoverSetAsideTree(pellixDir);
     }
     if (Plan* plan = host_.plan(); plan && somethingExistsAt(bundleSource)) {
-        planTreeReplacement(*plan, bundleSource, pellixDir);
+        plannedTreeFolders_ = planTreeReplacement(*plan, bundleSource, pellixDir).folders;
         finishStep(agentFiles, {StepStatus::success, "Installed from app bundle"});
     } else if (somethingExistsAt(bundleSource)) {
         // An earlier install's files are replaced, not merged, and its ops/ is carried across;
@@ -237,14 +237,12 @@ void InstallerViewModel::createOpsDirectories(const std::string& pellixDir) {
     beginStep(opsDirectories);
     constexpr std::string_view kOpsFolders[] = {"ops", "ops/snapshots", "ops/memory", "ops/wal"};
     Plan* plan = host_.plan();
-    // A dry run has not copied the tree: what the copy and the carried ops/ bring is there then.
-    const std::vector<std::string> arriving =
-        plan ? planAgentTree(host_.platform().resourceDirectory + "/pellix-bundle", pellixDir)
-                   .folders
-             : std::vector<std::string>{};
     for (std::string_view name : kOpsFolders) {
         const std::string folder = pellixDir + "/" + std::string(name);
         if (plan) {
+            // A dry run has not copied the tree: what the copy and the carried ops/ bring is
+            // there then.
+            const auto& arriving = plannedTreeFolders_;
             if (std::find(arriving.begin(), arriving.end(), name) == arriving.end()) {
                 plan->createFolder(folder);
             }

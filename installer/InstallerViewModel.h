@@ -114,6 +114,8 @@ private:
     // Made once, so a host without a validator is asked only once per view model.
     ConfigValidator validator_;
     InstallRecord record_;
+    // A dry run's agent tree: the folders its copy would bring, for the ops/ step.
+    std::vector<std::string> plannedTreeFolders_;
 
     InstallerPhase phase_ = InstallerPhase::welcome;
     std::vector<InstallStep> steps_;

@@ -59,8 +59,15 @@ struct TreePlan {
 };
 TreePlan planAgentTree(const std::string& bundle, const std::string& pellixDir);
 
+// The files and links below `root` (links counted, never followed) and the bytes of the files.
+struct FileCount {
+    std::uintmax_t files = 0;
+    std::uintmax_t bytes = 0;
+};
+FileCount countFilesBelow(const std::string& root);
+
 class Plan;
-// The same, written into a dry run's plan.
-void planTreeReplacement(Plan& plan, const std::string& bundle, const std::string& pellixDir);
+// The same, written into a dry run's plan; returns what it worked out.
+TreePlan planTreeReplacement(Plan& plan, const std::string& bundle, const std::string& pellixDir);
 
 }  // namespace pellix

@@ -54,6 +54,16 @@ bool sameBytes(const Entry& a, const Entry& b) {
 
 }  // namespace
 
+FileCount countFilesBelow(const std::string& root) {
+    FileCount count;
+    for (const auto& [relative, entry] : entriesBelow(root)) {
+        if (entry.folder) continue;
+        ++count.files;
+        count.bytes += entry.bytes;
+    }
+    return count;
+}
+
 TreePlan planAgentTree(const std::string& bundle, const std::string& pellixDir) {
     TreePlan plan;
     const std::map<std::string, Entry> incoming = entriesBelow(bundle);
@@ -97,8 +107,8 @@ TreePlan planAgentTree(const std::string& bundle, const std::string& pellixDir) 
     return plan;
 }
 
-void planTreeReplacement(Plan& plan, const std::string& bundle, const std::string& pellixDir) {
-    const TreePlan tree = planAgentTree(bundle, pellixDir);
+TreePlan planTreeReplacement(Plan& plan, const std::string& bundle, const std::string& pellixDir) {
+    TreePlan tree = planAgentTree(bundle, pellixDir);
     if (tree.recoversSetAside) {
         plan.add(PlannedChange::Kind::agentFiles, setAsidePath(pellixDir),
                  "finish the reinstall that was cut short: carry its ops/ across, delete the "
@@ -118,6 +128,7 @@ void planTreeReplacement(Plan& plan, const std::string& bundle, const std::strin
         plan.add(PlannedChange::Kind::file, pellixDir + "/" + relative + kBesideSuffix,
                  "the bundle's copy, written beside the user's " + relative);
     }
+    return tree;
 }
 
 }  // namespace pellix

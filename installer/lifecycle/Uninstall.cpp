@@ -19,19 +19,8 @@ namespace {
 
 // What a dry run says of a tree it would remove.
 std::string treeRemoval(const std::string& tree) {
-    std::uintmax_t files = 0;
-    std::uintmax_t bytes = 0;
-    std::error_code error;
-    for (fs::recursive_directory_iterator it(tree, error), end; !error && it != end;
-         it.increment(error)) {
-        std::error_code ignored;
-        if (it->is_directory(ignored) && !it->is_symlink(ignored)) continue;
-        ++files;
-        if (it->is_regular_file(ignored) && !it->is_symlink(ignored)) {
-            bytes += it->file_size(ignored);
-        }
-    }
-    return "remove the agent's tree: " + describeFiles(files, bytes);
+    const FileCount count = countFilesBelow(tree);
+    return "remove the agent's tree: " + describeFiles(count.files, count.bytes);
 }
 
 std::vector<PartResult> removeAgentTrees(const OpenClawLayout& layout, Plan* plan) {
@@ -107,14 +96,14 @@ PartResult handleSessionStore(const std::string& store, bool purge, Plan* plan) 
     if (!purge) return {store, StepStatus::success, "kept (--purge deletes it)"};
     if (plan != nullptr) {
         plan->remove(store, "delete the session store");
-        return {store, StepStatus::success, "deleted"};
+        return {store, StepStatus::success, std::string(kSessionStoreDeleted)};
     }
     fs::remove_all(fs::path(store), error);
     if (error) return {store, StepStatus::failed, "could not be deleted: " + error.message()};
     std::error_code ignored;
     // The agent's folder goes too, but only when the store was all it held.
     fs::remove(fs::path(store).parent_path(), ignored);
-    return {store, StepStatus::success, "deleted"};
+    return {store, StepStatus::success, std::string(kSessionStoreDeleted)};
 }
 
 struct RemovedFiles {

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Host.h"
@@ -27,6 +28,9 @@ struct PartResult {
     std::string detail;
 };
 
+// The session store's detail once the run deleted it (or, in a dry run, would).
+inline constexpr std::string_view kSessionStoreDeleted = "deleted";
+
 struct UninstallReport {
     bool homeBusy = false;  // another installer works on the home: nothing was touched
     bool wasInstalled = false;
@@ -42,8 +46,8 @@ struct UninstallReport {
     std::vector<std::string> problems() const;
     // Whether anything was taken out: the agent, or its session store.
     bool changedAnything() const {
-        return wasInstalled ||
-               (sessionStore.status == StepStatus::success && sessionStore.detail == "deleted");
+        return wasInstalled || (sessionStore.status == StepStatus::success &&
+                                sessionStore.detail == kSessionStoreDeleted);
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -100,7 +101,7 @@ void Plan::writeConfig(const std::string& path, const std::string& today, std::s
     const std::lock_guard guard(mutex_);
     auto found = configs_.find(path);
     if (found == configs_.end()) {
-        found = configs_.emplace(path, ConfigVersions{changes_.size(), today, {}}).first;
+        found = configs_.emplace(path, ConfigVersions{changes_.size(), today, {}, std::nullopt}).first;
         PlannedChange change;
         change.step = step_;
         change.target = path;
@@ -108,6 +109,7 @@ void Plan::writeConfig(const std::string& path, const std::string& today, std::s
         changes_.push_back(std::move(change));
     }
     found->second.latest = std::move(bytes);
+    found->second.diff.reset();
 }
 
 std::optional<std::string> Plan::plannedBytes(const std::string& path) const {
@@ -142,14 +144,23 @@ void Plan::runCommand(const std::string& command) {
 
 std::vector<PlannedChange> Plan::changes() const {
     const std::lock_guard guard(mutex_);
-    std::vector<PlannedChange> all = changes_;
+    return withConfigDiffs();
+}
+
+std::vector<PlannedChange> Plan::withConfigDiffs() const {
+    std::vector<const ConfigVersions*> configs;
+    for (const auto& [path, versions] : configs_) configs.push_back(&versions);
     // Worked out from the last position back, so that erasing keeps the earlier ones in place.
-    for (auto config = configs_.rbegin(); config != configs_.rend(); ++config) {
-        std::string diff = unifiedDiff(config->second.today, config->second.latest);
-        if (diff.empty()) {
-            all.erase(all.begin() + static_cast<std::ptrdiff_t>(config->second.position));
+    std::sort(configs.begin(), configs.end(),
+              [](const auto* a, const auto* b) { return a->position > b->position; });
+    std::vector<PlannedChange> all = changes_;
+    for (const ConfigVersions* versions : configs) {
+        if (!versions->diff) versions->diff = unifiedDiff(versions->today, versions->latest);
+        const auto at = all.begin() + static_cast<std::ptrdiff_t>(versions->position);
+        if (versions->diff->empty()) {
+            all.erase(at);
         } else {
-            all[config->second.position].diff = std::move(diff);
+            at->diff = *versions->diff;
         }
     }
     return all;
@@ -175,7 +186,13 @@ std::vector<std::pair<std::string, std::vector<PlannedChange>>> Plan::steps() co
 }
 
 bool Plan::changesAnything() const {
-    return !changes().empty();
+    const std::lock_guard guard(mutex_);
+    // Every change but openclaw.json's stands; that one only when its bytes differ.
+    std::size_t unchangedConfigs = 0;
+    for (const auto& [path, versions] : configs_) {
+        if (versions.today == versions.latest) ++unchangedConfigs;
+    }
+    return changes_.size() > unchangedConfigs;
 }
 
 std::string describeFiles(std::uintmax_t files, std::uintmax_t bytes) {

@@ -75,7 +75,12 @@ private:
         std::size_t position = 0;  // where its one change stands among the others
         std::string today;
         std::string latest;
+        // today -> latest, worked out when first asked for; a later version clears it.
+        mutable std::optional<std::string> diff;
     };
+
+    // openclaw.json's changes with their diffs, the ones left as they were dropped.
+    std::vector<PlannedChange> withConfigDiffs() const;
 
     mutable std::mutex mutex_;
     std::string step_;
