@@ -51,6 +51,13 @@ std::string userHomeDirectory() {
     return {};
 }
 
+std::string currentUserName() {
+    if (const passwd* entry = getpwuid(geteuid()); entry != nullptr && entry->pw_name != nullptr) {
+        return entry->pw_name;
+    }
+    return "$USER";
+}
+
 std::string applicationResourceDirectory() {
     const std::string executable = executablePath();
     const auto slash = executable.rfind('/');

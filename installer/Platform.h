@@ -24,6 +24,8 @@ inline constexpr const char* kOpenClawDocsHost = "docs.openclaw.ai";
 std::optional<std::string> processEnvironment(const std::string& name);
 // $HOME when set, else the password database's entry for the current user.
 std::string userHomeDirectory();
+// The password database's name for the user the process runs as ("$USER" when it has none).
+std::string currentUserName();
 // Inside a macOS app bundle its Contents/Resources, elsewhere <executable's folder>/../share/
 // pellix-installer; the empty string when the executable's own path cannot be found.
 std::string applicationResourceDirectory();

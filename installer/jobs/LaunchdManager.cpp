@@ -35,12 +35,11 @@ public:
         // Booting out first makes a second install safe; the pause lets launchd finish the
         // removal before the new file is bootstrapped. Neither result is looked at: the print
         // below decides.
-        co_await context_.run("launchctl bootout gui/$(id -u) " + plist +
-                                  " 2>/dev/null; sleep 1; launchctl bootstrap gui/$(id -u) " +
-                                  plist,
-                              CommandKind::ordinary, CommandEffect::changes);
+        co_await context_.change("launchctl bootout gui/$(id -u) " + plist +
+                                 " 2>/dev/null; sleep 1; launchctl bootstrap gui/$(id -u) " +
+                                 plist);
         const ShellResult described =
-            co_await query("launchctl print gui/$(id -u)/" + label + " 2>&1 | head -1");
+            co_await context_.query("launchctl print gui/$(id -u)/" + label + " 2>&1 | head -1");
         // Its "Could not find service" reply names the label too: where that is the first line,
         // a job that failed to load passes as well.
         co_return ServiceInstall{true, described.output.find(label) != std::string::npos};
@@ -52,13 +51,14 @@ public:
             launchAgentsFolder(values.home) + "/" + jobLabel(job.labelSuffix) + ".plist";
         const std::string text = propertyList(job, values);
         if (writeJobFile(context_.plan(), plist, text)) co_return false;
-        co_await change("launchctl unload " + plist + " 2>/dev/null; launchctl load " + plist);
+        co_await context_.change("launchctl unload " + plist + " 2>/dev/null; launchctl load " +
+                                 plist);
         co_return true;
     }
 
     Task<bool> isServiceRunning() override {
         // A shell that cannot start prints no label, so the service then reads as not running.
-        const ShellResult listing = co_await query("launchctl list | grep pellix-service");
+        const ShellResult listing = co_await context_.query("launchctl list | grep pellix-service");
         co_return listing.output.find("pellix-service") != std::string::npos;
     }
 
@@ -69,7 +69,7 @@ public:
         std::error_code error;
         state.fileInstalled = fs::exists(fs::path(plistPath(job)), error);
         const ShellResult printed =
-            co_await query("launchctl print gui/$(id -u)/" + state.label + " 2>&1");
+            co_await context_.query("launchctl print gui/$(id -u)/" + state.label + " 2>&1");
         state.loaded = printed.status == 0;
         if (state.loaded) readPrintedState(printed.output, state);
         co_return state;
@@ -85,7 +85,7 @@ public:
             const std::string unload = job.alwaysOn()
                                            ? "launchctl bootout gui/$(id -u) " + shellQuoted(plist)
                                            : "launchctl unload " + shellQuoted(plist);
-            co_await change(unload + " 2>/dev/null");
+            co_await context_.change(unload + " 2>/dev/null");
         }
         // Still loaded (its file was gone, or the unload failed): by label, which needs no file.
         // A dry run plans it where the job is loaded without a file only.
@@ -93,7 +93,9 @@ public:
         const bool unloadedAbove = planned && fs::exists(fs::path(plist), error);
         if (!unloadedAbove) {
             const bool loaded = co_await isLoaded(label);
-            if (loaded) co_await change("launchctl bootout gui/$(id -u)/" + label + " 2>/dev/null");
+            if (loaded)
+                co_await context_.change("launchctl bootout gui/$(id -u)/" + label +
+                                         " 2>/dev/null");
         }
         JobRemoval removal{label, true, ""};
         error = removeJobFile(context_.plan(), plist);
@@ -117,18 +119,8 @@ private:
 
     Task<bool> isLoaded(std::string label) {
         const ShellResult printed =
-            co_await query("launchctl print gui/$(id -u)/" + label + " >/dev/null 2>&1");
+            co_await context_.query("launchctl print gui/$(id -u)/" + label + " >/dev/null 2>&1");
         co_return printed.status == 0;
-    }
-
-    Task<ShellResult> query(std::string command) {
-        co_return co_await context_.run(std::move(command), CommandKind::ordinary,
-                                        CommandEffect::readsOnly);
-    }
-
-    Task<ShellResult> change(std::string command) {
-        co_return co_await context_.run(std::move(command), CommandKind::ordinary,
-                                        CommandEffect::changes);
     }
 
     // The tab-indented "key = value" lines of the job's own block.

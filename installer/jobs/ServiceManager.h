@@ -26,6 +26,17 @@ struct ManagerContext {
     std::function<void(const std::string&)> notice;
     // A dry run's plan, or none.
     std::function<Plan*()> plan;
+    // The limits its commands run under: each manager sets its own.
+    CommandKind kind = CommandKind::ordinary;
+
+    // A question to the service manager, asked in a dry run too.
+    Task<ShellResult> query(std::string command) const {
+        return run(std::move(command), kind, CommandEffect::readsOnly);
+    }
+    // A change, planned in a dry run instead of made.
+    Task<ShellResult> change(std::string command) const {
+        return run(std::move(command), kind, CommandEffect::changes);
+    }
 };
 
 // The managers' file changes: made, or in a dry run written into `plan` (the file's whole text

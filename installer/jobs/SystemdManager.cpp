@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Platform.h"
 #include "files/FileIo.h"
 #include "jobs/ServiceManager.h"
 #include "jobs/SystemdUnits.h"
@@ -61,7 +62,9 @@ bool existsAt(const std::string& path) {
 
 class SystemdManager final : public ServiceManager {
 public:
-    explicit SystemdManager(ManagerContext context) : context_(std::move(context)) {}
+    explicit SystemdManager(ManagerContext context) : context_(std::move(context)) {
+        context_.kind = CommandKind::userManager;
+    }
 
     std::string name() const override { return "systemd"; }
 
@@ -72,8 +75,8 @@ public:
             co_return ServiceInstall{};
         }
         // Restarted even when its unit is unchanged: the agent's tree has just been replaced.
-        co_await manager("systemctl --user daemon-reload && systemctl --user enable " + unit +
-                         " && systemctl --user restart " + unit);
+        co_await context_.change("systemctl --user daemon-reload && systemctl --user enable " +
+                                 unit + " && systemctl --user restart " + unit);
         const bool running = co_await isActive(unit);
         if (!running) co_await noticeIfUnreachable();
         co_return ServiceInstall{true, running};
@@ -89,8 +92,8 @@ public:
         // Starting or restarting the timer runs its scanner once now, as loading does under
         // launchd; the reloads of the other jobs do not run it again.
         const ShellResult handedOver =
-            co_await manager("systemctl --user daemon-reload && systemctl --user enable " + timer +
-                             " && systemctl --user restart " + timer);
+            co_await context_.change("systemctl --user daemon-reload && systemctl --user enable " +
+                                     timer + " && systemctl --user restart " + timer);
         if (handedOver.status != 0) co_await noticeIfUnreachable();
         co_return true;
     }
@@ -134,7 +137,7 @@ public:
         std::string names;
         for (const std::string& unit : units) names += " " + unit;
 
-        co_await manager("systemctl --user disable --now" + names + " 2>/dev/null");
+        co_await context_.change("systemctl --user disable --now" + names + " 2>/dev/null");
         JobRemoval removal{label, true, ""};
         for (const std::string& unit : units) {
             if (const std::error_code error = removeJobFile(context_.plan(), unitPath(unit));
@@ -143,11 +146,11 @@ public:
                            "Could not delete " + unitPath(unit) + ": " + error.message()};
             }
         }
-        co_await manager("systemctl --user daemon-reload; systemctl --user reset-failed" + names +
-                         " 2>/dev/null");
+        co_await context_.change("systemctl --user daemon-reload; systemctl --user reset-failed" +
+                                 names + " 2>/dev/null");
         if (context_.plan()) co_return removal;
         const ShellResult states =
-            co_await query("systemctl --user is-active" + names + " 2>/dev/null");
+            co_await context_.query("systemctl --user is-active" + names + " 2>/dev/null");
         std::istringstream lines(states.output);
         for (std::string state; std::getline(lines, state);) {
             if (state == "active" || state == "activating" || state == "deactivating" ||
@@ -174,24 +177,14 @@ private:
 
     std::string unitPath(const std::string& unit) const { return unitFolder() + "/" + unit; }
 
-    Task<ShellResult> manager(std::string command) {
-        co_return co_await context_.run(std::move(command), CommandKind::userManager,
-                                        CommandEffect::changes);
-    }
-
-    Task<ShellResult> query(std::string command) {
-        co_return co_await context_.run(std::move(command), CommandKind::userManager,
-                                        CommandEffect::readsOnly);
-    }
-
     Task<bool> isActive(std::string unit) {
-        const ShellResult state = co_await query("systemctl --user is-active " + unit);
+        const ShellResult state = co_await context_.query("systemctl --user is-active " + unit);
         co_return firstLine(state.output) == "active";
     }
 
     Task<Properties> show(std::string unit, std::string properties) {
         const ShellResult shown =
-            co_await query("systemctl --user show -p " + properties + " " + unit);
+            co_await context_.query("systemctl --user show -p " + properties + " " + unit);
         if (shown.status != 0) co_return Properties{};
         co_return parseProperties(shown.output);
     }
@@ -200,7 +193,7 @@ private:
     Task<void> noticeIfUnreachable() {
         if (noticeGiven_ || context_.plan()) co_return;
         const ShellResult reachable =
-            co_await query("systemctl --user show-environment >/dev/null 2>&1");
+            co_await context_.query("systemctl --user show-environment >/dev/null 2>&1");
         if (reachable.status == 0) co_return;
         noticeGiven_ = true;
         std::string units;
@@ -211,9 +204,8 @@ private:
                         unitFolder() +
                         ". Start them from a login session with: systemctl --user daemon-reload "
                         "&& systemctl --user enable --now" +
-                        units +
-                        " (on a server, run `loginctl enable-linger` first so they run without a "
-                        "login).");
+                        units + " (on a server, run `loginctl enable-linger " + currentUserName() +
+                        "` first so they run without a login).");
     }
 
     ManagerContext context_;

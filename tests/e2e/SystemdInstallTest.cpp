@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "HeadlessRun.h"
+#include "Platform.h"
 #include "TestSupport.h"
 #include "UserManager.h"
 
@@ -123,8 +124,8 @@ TEST_F(LinuxInstall, WithoutAUserManagerUnitsAreWrittenAndOneLineSaysHowToStartT
                   ". Start them from a login session with: systemctl --user daemon-reload && "
                   "systemctl --user enable --now ai.pellix.pellix-service.service "
                   "ai.pellix.pellix.wal.timer ai.pellix.pellix.tripwire-grep.timer "
-                  "ai.pellix.pellix.tripwire-ai.timer (on a server, run `loginctl enable-linger` "
-                  "first so they run without a login).\n");
+                  "ai.pellix.pellix.tripwire-ai.timer (on a server, run `loginctl enable-linger " +
+                  currentUserName() + "` first so they run without a login).\n");
     for (const char* row : {"  ! Installing always-on service — Service installed but may need "
                             "login/restart to activate\n",
                             "  ✓ Installing scheduled scanners — 3 scheduled scanners active\n",

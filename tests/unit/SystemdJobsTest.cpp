@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "InstallSandbox.h"
+#include "Platform.h"
 #include "TestSupport.h"
 #include "UserManager.h"
 
@@ -115,8 +116,8 @@ TEST_F(SystemdWithoutManager, UnitsAreWrittenRowsWarnAndOneNoticeSaysHowToStartT
                   ". Start them from a login session with: systemctl --user daemon-reload && "
                   "systemctl --user enable --now ai.pellix.pellix-service.service "
                   "ai.pellix.pellix.wal.timer ai.pellix.pellix.tripwire-grep.timer "
-                  "ai.pellix.pellix.tripwire-ai.timer (on a server, run `loginctl enable-linger` "
-                  "first so they run without a login)."});
+                  "ai.pellix.pellix.tripwire-ai.timer (on a server, run `loginctl enable-linger " +
+                  currentUserName() + "` first so they run without a login)."});
 }
 
 TEST_F(SystemdWithoutManager, XdgConfigHomeChoosesTheUnitFolder) {
