@@ -27,6 +27,9 @@ constexpr const char* kProgramHelp =
     "shows a command's options.\n"
     "\n"
     "Options:\n"
+    "  --user NAME      (root only, with a command) act for the user NAME: root is dropped\n"
+    "                   first, then the command runs as that user, in their home, their\n"
+    "                   OpenClaw home and their service manager\n"
     "  --headless       the same as 'install' (pellix-installer --headless [install options])\n"
     "  -h, --help       show this help and exit\n"
     "  --version        show the version and exit\n"
@@ -36,6 +39,11 @@ constexpr const char* kProgramHelp =
     "  1  failed; for status: installed with problems\n"
     "  2  usage error, or no display for the window\n"
     "  3  status: not installed\n";
+
+// Every command that changes something takes it.
+constexpr const char* kDryRunOption =
+    "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
+    "                   exact unified diff, and change nothing\n";
 
 // The choices come from their tables, so the help never offers a word the parser refuses.
 std::string installHelp() {
@@ -48,10 +56,7 @@ std::string installHelp() {
            scanPresetWords() + " (default " + std::string(kDefaultScanPreset) +
            ")\n"
            "  --model MODEL    AI model: " +
-           modelWords() + " (default " + std::string(kDefaultModel) +
-           ")\n"
-           "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
-           "                   exact unified diff, and change nothing\n"
+           modelWords() + " (default " + std::string(kDefaultModel) + ")\n" + kDryRunOption +
            "  --json           print only one JSON summary on standard output when done\n"
            "  -h, --help       show this help and exit\n"
            "\n"
@@ -71,10 +76,7 @@ std::string configureHelp() {
            scanPresetWords() +
            "\n"
            "  --model MODEL    AI model: " +
-           modelWords() +
-           "\n"
-           "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
-           "                   exact unified diff, and change nothing\n"
+           modelWords() + "\n" + kDryRunOption +
            "  --json           print only one JSON object on standard output\n"
            "  -h, --help       show this help and exit\n"
            "\n"
@@ -96,7 +98,7 @@ constexpr const char* kStatusHelp =
     "Exit status: 0 installed and healthy, 1 installed with problems (each one named),\n"
     "2 usage error, 3 not installed.\n";
 
-constexpr const char* kUninstallHelp =
+constexpr const char* kUninstallIntro =
     "Usage: pellix-installer uninstall [--purge] [--dry-run] [--json]\n"
     "\n"
     "Stops and removes the agent's four background jobs, removes its files from the workspace,\n"
@@ -106,25 +108,23 @@ constexpr const char* kUninstallHelp =
     "Where nothing of the agent is installed, nothing is changed (only --purge still deletes a\n"
     "session store left behind).\n"
     "\n"
-    "  --purge          also delete the agent's session store (<OpenClaw home>/agents/pellix)\n"
-    "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
-    "                   exact unified diff, and change nothing\n"
+    "  --purge          also delete the agent's session store (<OpenClaw home>/agents/pellix)\n";
+constexpr const char* kUninstallEnd =
     "  --json           print only one JSON object on standard output\n"
     "  -h, --help       show this help and exit\n"
     "\n"
     "Exit status: 0 uninstalled (or nothing to do), 1 something could not be removed (named),\n"
     "2 usage error.\n";
 
-constexpr const char* kRestoreConfigHelp =
+constexpr const char* kRestoreConfigIntro =
     "Usage: pellix-installer restore-config [--dry-run] [--json]\n"
     "\n"
     "Puts openclaw.json back exactly as it was before the installer first changed it: the same\n"
     "bytes and permissions, from the backup in <OpenClaw home>/.pellix-installer/. The file it\n"
     "replaces is kept first as openclaw.json.before-restore-<time> beside it, so the restore\n"
     "can be undone.\n"
-    "\n"
-    "  --dry-run        print what the run would do, step by step, with openclaw.json's\n"
-    "                   exact unified diff, and change nothing\n"
+    "\n";
+constexpr const char* kRestoreConfigEnd =
     "  --json           print only one JSON object on standard output\n"
     "  -h, --help       show this help and exit\n"
     "\n"
@@ -142,9 +142,9 @@ std::string helpText(Command command) {
         case Command::configure:
             return configureHelp();
         case Command::uninstall:
-            return kUninstallHelp;
+            return std::string(kUninstallIntro) + kDryRunOption + kUninstallEnd;
         case Command::restoreConfig:
-            return kRestoreConfigHelp;
+            return std::string(kRestoreConfigIntro) + kDryRunOption + kRestoreConfigEnd;
         default:
             return kProgramHelp;
     }

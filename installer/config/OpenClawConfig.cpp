@@ -1,7 +1,5 @@
 #include "config/OpenClawConfig.h"
 
-#include <sys/stat.h>
-
 #include <new>
 #include <utility>
 
@@ -24,14 +22,9 @@ std::string textOf(const JsonValue* value) {
                : std::string();
 }
 
-bool exists(const std::string& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0;
-}
-
 // A backup is there when its record says it was taken and the copy is still on disk.
 bool backupExists(const BackupRecord& record, const std::string& copy) {
-    return !record.takenAt.empty() && exists(copy);
+    return !record.takenAt.empty() && somethingExistsAt(copy);
 }
 
 // The backup's bytes in place of the file, when the file is still the one the installer wrote
@@ -50,7 +43,7 @@ std::optional<std::string> backupToPutBack(const std::string& configPath,
 std::string asidePathFor(const std::string& configPath) {
     const std::string base = configPath + ".before-restore-" + utcTimestamp(true);
     std::string path = base;
-    for (int n = 2; exists(path); ++n) path = base + "-" + std::to_string(n);
+    for (int n = 2; somethingExistsAt(path); ++n) path = base + "-" + std::to_string(n);
     return path;
 }
 
@@ -115,7 +108,7 @@ std::optional<ConfigBackupInfo> findConfigBackup(const std::string& configPath) 
 
 ConfigRemovalOutcome removePellixFromConfig(const std::string& configPath,
                                             const ConfigValidator& validator, Plan* plan) {
-    if (!exists(configPath)) return {ConfigRemoval::nothingToRemove, {}};
+    if (!somethingExistsAt(configPath)) return {ConfigRemoval::nothingToRemove, {}};
     ConfigRemovalOutcome removal;
     // The backup's bytes first, where they are due; the targeted removal where the host
     // rejects those.

@@ -26,9 +26,12 @@ bool parseHex(std::string_view text, std::uint64_t& value) {
 }  // namespace
 
 std::string ContentHash::text() const {
-    char buffer[64];
-    std::snprintf(buffer, sizeof buffer, "%llu %016llx%016llx",
-                  static_cast<unsigned long long>(size), static_cast<unsigned long long>(high),
+    return std::to_string(size) + " " + hex();
+}
+
+std::string ContentHash::hex() const {
+    char buffer[40];
+    std::snprintf(buffer, sizeof buffer, "%016llx%016llx", static_cast<unsigned long long>(high),
                   static_cast<unsigned long long>(low));
     return buffer;
 }

@@ -18,6 +18,8 @@ struct ContentHash {
 
     // "<size> <32 hex digits>", and back; nothing for any other text.
     std::string text() const;
+    // The 32 hex digits alone.
+    std::string hex() const;
     static std::optional<ContentHash> fromText(std::string_view text);
 };
 

@@ -21,11 +21,6 @@ namespace {
 
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
-std::string digestHex(const ContentHash& hash) {
-    const std::string text = hash.text();  // "<size> <hex>"
-    return text.substr(text.find(' ') + 1);
-}
-
 void writeText(Writer& out, const char* key, const std::string& value) {
     out.Key(key);
     out.String(value.c_str(), static_cast<rapidjson::SizeType>(value.size()));
@@ -221,7 +216,7 @@ std::vector<ManifestEntry> manifestOf(const std::string& tree) {
         entry.mode = info.st_mode & 07777;
         entry.link = S_ISLNK(info.st_mode);
         if (!entry.link) {
-            if (const auto hash = hashFile(it->path().string())) entry.digest = digestHex(*hash);
+            if (const auto hash = hashFile(it->path().string())) entry.digest = hash->hex();
         }
         result.push_back(std::move(entry));
     }
@@ -255,7 +250,7 @@ Drift driftOf(const Receipt& receipt, const std::string& pellixDir) {
         }
         const auto hash = S_ISREG(info.st_mode) ? hashFile(path) : std::nullopt;
         if (!hash || static_cast<std::uint64_t>(info.st_size) != entry.size ||
-            digestHex(*hash) != entry.digest) {
+            hash->hex() != entry.digest) {
             drift.modified.push_back(entry.path);
         }
     }

@@ -23,14 +23,19 @@ using nlohmann::json;
 namespace pellix {
 namespace {
 
-// The fakes' calls that change something: launchctl's loading verbs and the gateway restart.
-std::vector<std::string> changingCalls(const std::string& log) {
+// The calls that change something: launchctl's loading verbs and the gateway restart.
+bool isChangingCall(const std::string& call) {
     static const std::regex changing(
         R"(^(launchctl (bootstrap|bootout|load|unload)|openclaw gateway restart)\b.*)");
+    return std::regex_match(call, changing);
+}
+
+// The fakes' calls that change something, from their log.
+std::vector<std::string> changingCalls(const std::string& log) {
     std::vector<std::string> calls;
     std::istringstream lines(log);
     for (std::string line; std::getline(lines, line);) {
-        if (std::regex_match(line, changing)) calls.push_back(line);
+        if (isChangingCall(line)) calls.push_back(line);
     }
     return calls;
 }
@@ -111,12 +116,7 @@ protected:
         }
         // The run's calls that change something, after the dry run's (which made none).
         std::vector<std::string> ran = changingCalls(log);
-        std::erase_if(plannedCalls, [](const std::string& call) {
-            return !std::regex_match(
-                call,
-                std::regex(
-                    R"(^(launchctl (bootstrap|bootout|load|unload)|openclaw gateway restart)\b.*)"));
-        });
+        std::erase_if(plannedCalls, [](const std::string& call) { return !isChangingCall(call); });
         EXPECT_EQ(ran, plannedCalls);
     }
 
