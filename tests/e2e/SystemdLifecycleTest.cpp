@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "HeadlessRun.h"
 #include "TestSupport.h"
+#include "TreeSnapshot.h"
 #include "UserManager.h"
 
 namespace fs = std::filesystem;
@@ -113,6 +116,61 @@ TEST_F(SystemdLifecycle, ASecondInstallCuresADeletedUnitAStoppedJobAndADisabledO
         EXPECT_EQ(healthy.exitStatus, 0) << command << "\n" << healthy.out;
         EXPECT_EQ(test::readFile(keep), "mine\n");
     }
+}
+
+// Dry runs under the real manager: nothing on disk and nothing in the manager changes; the real
+// runs then write the unit files with the planned texts and remove the ones planned.
+TEST_F(SystemdLifecycle, DryRunsChangeNothingInTheManagerAndTheRealRunsDoWhatTheyPlanned) {
+    const std::string units = "list-units --all --no-legend 'ai.pellix*'";
+    const test::TreeSnapshot fresh = test::snapshotTree(root.path(), {"fakebin"});
+    const auto planned = run({"install", "--dry-run", "--json"});
+    ASSERT_EQ(planned.exitStatus, 0) << planned.out << planned.err;
+    EXPECT_EQ(test::snapshotTree(root.path(), {"fakebin"}), fresh)
+        << test::describeDifference(fresh, test::snapshotTree(root.path(), {"fakebin"}));
+    EXPECT_EQ(manager->systemctl(units).output, "");
+    const json plan = json::parse(planned.out);
+    EXPECT_EQ(plan["changed"], true);
+    std::map<std::string, std::string> unitTexts;
+    std::string commands;
+    for (const json& change : plan["changes"]) {
+        if (change["kind"] == "command") commands += change["command"].get<std::string>() + "\n";
+        if (change["kind"] == "file" &&
+            change["path"].get<std::string>().starts_with(unitFolder())) {
+            unitTexts[change["path"].get<std::string>()] = change["text"].get<std::string>();
+        }
+    }
+    EXPECT_EQ(unitTexts.size(), 7u) << planned.out;
+    EXPECT_NE(commands.find("systemctl --user enable ai.pellix.pellix-service.service"),
+              std::string::npos)
+        << commands;
+
+    const auto installed = run({"install"});
+    ASSERT_EQ(installed.exitStatus, 0) << installed.out << installed.err;
+    for (const auto& [path, text] : unitTexts) EXPECT_EQ(test::readFile(path), text) << path;
+    EXPECT_NE(manager->systemctl(units).output, "");
+
+    const json status = json::parse(run({"status", "--json"}).out);
+    ASSERT_TRUE(status["jobs"][0]["pid"].is_number()) << status.dump(2);
+    const std::string process = "/proc/" + std::to_string(status["jobs"][0]["pid"].get<long>());
+    const test::TreeSnapshot installedTree = test::snapshotTree(root.path(), {"fakebin"});
+    const auto plannedRemoval = run({"uninstall", "--dry-run", "--json"});
+    ASSERT_EQ(plannedRemoval.exitStatus, 0) << plannedRemoval.out << plannedRemoval.err;
+    EXPECT_EQ(test::snapshotTree(root.path(), {"fakebin"}), installedTree)
+        << test::describeDifference(installedTree, test::snapshotTree(root.path(), {"fakebin"}));
+    EXPECT_TRUE(fs::exists(process)) << "the service still runs after the dry run";
+    std::vector<std::string> removals;
+    const json removalPlan = json::parse(plannedRemoval.out);
+    for (const json& change : removalPlan["changes"]) {
+        if (change["kind"] == "remove") removals.push_back(change["path"].get<std::string>());
+    }
+    for (const auto& [path, text] : unitTexts) {
+        EXPECT_NE(std::find(removals.begin(), removals.end(), path), removals.end()) << path;
+    }
+
+    const auto removed = run({"uninstall"});
+    EXPECT_EQ(removed.exitStatus, 0) << removed.out << removed.err;
+    for (const std::string& path : removals) EXPECT_FALSE(fs::exists(path)) << path;
+    EXPECT_FALSE(fs::exists(process));
 }
 
 }  // namespace
