@@ -1,6 +1,7 @@
 // Entry point: the window when started without arguments, else the command line (install,
-// status, uninstall, restore-config). A command line that is not understood never opens the
-// window, and neither does a machine without a display.
+// status, configure, uninstall, restore-config), run by root for a user with --user. A command
+// line that is not understood never opens the window, and neither does a machine without a
+// display.
 
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "Cli.h"
+#include "process/ActAsUser.h"
 #if defined(PELLIX_WITH_GUI)
 #include "PellixInstallerApp.h"
 #endif
@@ -22,6 +24,14 @@ int main(int argc, char** argv) {
         return pellix::toInt(pellix::ExitCode::usage);
     }
     pellix::CommandOptions options = std::get<pellix::CommandOptions>(parsed);
+    // Root acting for a user becomes that user before anything is read or written.
+    if (options.user && !options.help) {
+        if (const auto failure = pellix::actAsUser(*options.user)) {
+            std::cerr << failure->message << '\n';
+            const bool refused = failure->kind != pellix::ActAsUserFailure::Kind::notDropped;
+            return pellix::toInt(refused ? pellix::ExitCode::usage : pellix::ExitCode::failed);
+        }
+    }
     if (options.command == pellix::Command::window) {
 #if defined(PELLIX_WITH_GUI)
         // Qt would abort (and dump core) on a platform plugin it cannot start.

@@ -54,6 +54,9 @@ std::optional<std::string> takeOption(const std::vector<std::string>& arguments,
         options.dryRun = true;
     } else if (name == "--purge" && !inlineValue && options.command == Command::uninstall) {
         options.purge = true;
+    } else if (name == "--user") {
+        options.user = value();
+        if (!options.user || options.user->empty()) return std::string("--user needs a user name");
     } else if (name == "--headless" && !inlineValue && installing) {
         // `install --headless` says the same thing twice; harmless.
     } else if (name == "--scan" && choosing) {
@@ -103,9 +106,42 @@ std::variant<CommandOptions, UsageError> parseHeadless(const std::vector<std::st
     return parsed;
 }
 
-}  // namespace
+std::variant<CommandOptions, UsageError> parseWithoutUser(
+    const std::vector<std::string>& arguments);
 
-std::variant<CommandOptions, UsageError> parseCommandLine(
+// `--user NAME` before the command: taken off, then the rest parsed as usual. Only a command acts
+// for a user; the window, the help and the version never do.
+std::variant<CommandOptions, UsageError> parseForUser(std::vector<std::string> arguments) {
+    std::optional<std::string> user;
+    while (!arguments.empty() &&
+           (arguments.front() == "--user" || arguments.front().starts_with("--user="))) {
+        if (arguments.front() == "--user") {
+            if (arguments.size() < 2 || arguments[1].empty()) {
+                return UsageError{Command::help, "--user needs a user name"};
+            }
+            user = arguments[1];
+            arguments.erase(arguments.begin(), arguments.begin() + 2);
+        } else {
+            user = arguments.front().substr(std::string_view("--user=").size());
+            if (user->empty()) return UsageError{Command::help, "--user needs a user name"};
+            arguments.erase(arguments.begin());
+        }
+    }
+    auto parsed = parseWithoutUser(arguments);
+    auto* options = std::get_if<CommandOptions>(&parsed);
+    if (options == nullptr) return parsed;
+    if (user) options->user = user;
+    const bool command = options->command != Command::window && options->command != Command::help &&
+                         options->command != Command::version;
+    if (options->user && !command) {
+        return UsageError{Command::help,
+                          "--user goes with a command (install, status, configure, uninstall or "
+                          "restore-config): the window always runs as the user who opens it"};
+    }
+    return parsed;
+}
+
+std::variant<CommandOptions, UsageError> parseWithoutUser(
     const std::vector<std::string>& arguments) {
     if (arguments.empty()) return CommandOptions{};
     // Older macOS hands an app started from the Finder a process serial number; still the window.
@@ -128,6 +164,13 @@ std::variant<CommandOptions, UsageError> parseCommandLine(
     if (offending.starts_with("-"))
         return UsageError{Command::help, "unknown option '" + offending + "'"};
     return UsageError{Command::help, "unknown command '" + offending + "'"};
+}
+
+}  // namespace
+
+std::variant<CommandOptions, UsageError> parseCommandLine(
+    const std::vector<std::string>& arguments) {
+    return parseForUser(arguments);
 }
 
 std::string commandName(Command command) {

@@ -32,6 +32,8 @@ struct CommandOptions {
     // Whether --scan or --model was given (configure changes only those).
     bool scanGiven = false;
     bool modelGiven = false;
+    // Root acting for this user (--user NAME): the commands only, never the window.
+    std::optional<std::string> user = std::nullopt;
 };
 
 struct UsageError {

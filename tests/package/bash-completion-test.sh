@@ -35,7 +35,9 @@ expect() {
 expect "configure install restore-config status uninstall" pellix-installer ""
 expect "configure" pellix-installer co
 expect "restore-config" pellix-installer re
-expect "--headless --help --version" pellix-installer -
+expect "--headless --help --user --version" pellix-installer -
+expect "root" pellix-installer --user roo
+expect "--headless --help --version" pellix-installer --user root -
 expect "--dry-run --help --json --model --scan" pellix-installer install -
 expect "daily relaxed standard vigilant" pellix-installer install --scan ""
 expect "relaxed" pellix-installer install --scan re

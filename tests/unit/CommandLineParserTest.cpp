@@ -130,6 +130,30 @@ TEST(CommandLineParser, UsageErrorTextNamesTheCommandAndItsHelp) {
               "Try 'pellix-installer uninstall --help' for more information.\n");
 }
 
+TEST(CommandLineParser, UserBeforeOrAfterTheCommand) {
+    EXPECT_EQ(parsed({"--user", "alice", "install"}).user, "alice");
+    EXPECT_EQ(parsed({"--user", "alice", "install"}).command, Command::install);
+    EXPECT_EQ(parsed({"--user=bob", "status", "--json"}).user, "bob");
+    EXPECT_EQ(parsed({"uninstall", "--user", "carol", "--purge"}).user, "carol");
+    EXPECT_TRUE(parsed({"uninstall", "--user", "carol", "--purge"}).purge);
+    EXPECT_EQ(parsed({"--user", "dave", "--headless", "--scan", "daily"}).command,
+              Command::install);
+    EXPECT_EQ(parsed({"--user", "dave", "--headless"}).user, "dave");
+    EXPECT_EQ(parsed({"status"}).user, std::nullopt);
+}
+
+TEST(CommandLineParser, UserNeedsANameAndACommand) {
+    EXPECT_EQ(refused({"--user"}).message, "--user needs a user name");
+    EXPECT_EQ(refused({"--user="}).message, "--user needs a user name");
+    EXPECT_EQ(refused({"status", "--user"}).message, "--user needs a user name");
+    const std::string windowRefused =
+        "--user goes with a command (install, status, configure, uninstall or restore-config): "
+        "the window always runs as the user who opens it";
+    EXPECT_EQ(refused({"--user", "alice"}).message, windowRefused);
+    EXPECT_EQ(refused({"--user", "alice", "--version"}).message, windowRefused);
+    EXPECT_EQ(refused({"--user", "alice", "--help"}).command, Command::help);
+}
+
 TEST(CommandLineParser, EveryHelpEndsWithItsExitStatuses) {
     for (Command command : {Command::help, Command::install, Command::status, Command::uninstall,
                             Command::restoreConfig}) {
