@@ -65,7 +65,7 @@ TEST(ConfigKill, FileIsAlwaysOneOfTheThreeVersionsAndTheNextRunLeavesNoTemporary
     test::TempDir home(folderForLargeFiles());
     const std::string target = home / "real/openclaw.json";
     const std::string config = home / "openclaw.json";
-    const std::string original = test::sampleConfig(5'000'000);
+    const std::string original = test::sampleConfig(1'500'000);
     test::writeFile(target, original);
     fs::permissions(target, fs::perms(0640));
     fs::create_symlink("real/openclaw.json", config);
