@@ -15,7 +15,7 @@ endfunction()
 
 configure_file(pellix-installer.1.in "${staged}/pellix-installer.1" @ONLY)
 pellix_gzip_file("${staged}/pellix-installer.1" "${staged}/pellix-installer.1.gz")
-configure_file(debian/changelog.in "${staged}/changelog" @ONLY)
+file(CONFIGURE OUTPUT "${staged}/changelog" CONTENT "${PELLIX_DEBIAN_CHANGELOG}" @ONLY)
 pellix_gzip_file("${staged}/changelog" "${staged}/changelog.gz")
 list(APPEND generated_files "${staged}/pellix-installer.1.gz" "${staged}/changelog.gz")
 

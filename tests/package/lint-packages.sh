@@ -39,6 +39,23 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/pellix-lint-XXXXXX")
 trap 'rm -rf "$work"' EXIT INT TERM
 dpkg-deb -x "$full" "$work/full" || fail "dpkg-deb -x $full"
 
+# The changelog made from CHANGELOG.md: Debian's parser reads it, and its newest entry is this
+# version, dated as CHANGELOG.md dates it.
+echo "== the Debian changelog"
+zcat "$work/full/usr/share/doc/pellix-installer/changelog.gz" >"$work/changelog" ||
+    fail "no changelog.gz in $full"
+parsed=$(dpkg-parsechangelog -l "$work/changelog" -S Version 2>&1)
+[ "$parsed" = "$version" ] || fail "the Debian changelog's newest version is '$parsed', not $version"
+source_dir=$(cd "$(dirname "$0")/../.." && pwd)
+dated=$(sed -n 's/^## \([0-9.]*\) — \([0-9-]*\)$/\1 \2/p' "$source_dir/CHANGELOG.md" | head -n 1)
+date=$(dpkg-parsechangelog -l "$work/changelog" -S Date)
+[ "$dated" = "$version $(date -u -d "$date" +%F)" ] ||
+    fail "CHANGELOG.md's newest entry is '$dated', the Debian changelog's $version is dated $date"
+entries=$(dpkg-parsechangelog -l "$work/changelog" --all -S Version | wc -l)
+headings=$(grep -c '^## [0-9]' "$source_dir/CHANGELOG.md")
+[ "$entries" = "$headings" ] ||
+    fail "the Debian changelog has $entries entries, CHANGELOG.md $headings"
+
 echo "== desktop-file-validate"
 desktop-file-validate "$work/full/usr/share/applications/ai.pellix.installer.desktop" ||
     fail "desktop-file-validate"
