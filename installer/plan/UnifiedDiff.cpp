@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace pellix {
@@ -89,7 +90,9 @@ std::vector<Change> changesFromScript(const Lines& before, const Lines& after, s
 
 // The changes between the two texts. The lines the two share at the start and at the end are set
 // aside first, so a few edits in a large file cost time in proportion to its size; they are still
-// there to be shown as context.
+// there to be shown as context. A last line that only gains or loses its newline (the installer
+// writes none after the closing brace) would leave no shared end at all: then the lines before
+// the two last ones are set aside instead, and the last pair is a change of its own.
 std::vector<Change> findChanges(const Lines& before, const Lines& after) {
     const std::size_t shorter = std::min(before.size(), after.size());
     std::size_t prefix = 0;
@@ -99,14 +102,35 @@ std::vector<Change> findChanges(const Lines& before, const Lines& after) {
            before[before.size() - 1 - suffix] == after[after.size() - 1 - suffix]) {
         ++suffix;
     }
-    const std::size_t beforeEnd = before.size() - suffix;
-    const std::size_t afterEnd = after.size() - suffix;
+    std::size_t beforeEnd = before.size() - suffix;
+    std::size_t afterEnd = after.size() - suffix;
     if (prefix == beforeEnd && prefix == afterEnd) return {};
 
+    std::optional<Change> lastLines;
+    if (suffix == 0 && beforeEnd > prefix + 1 && afterEnd > prefix + 1) {
+        const std::size_t room = std::min(beforeEnd, afterEnd) - 1 - prefix;
+        std::size_t shared = 0;
+        while (shared < room && before[beforeEnd - 2 - shared] == after[afterEnd - 2 - shared]) {
+            ++shared;
+        }
+        if (shared > 0) {
+            lastLines = Change{beforeEnd - 1, beforeEnd, afterEnd - 1, afterEnd};
+            beforeEnd -= 1 + shared;
+            afterEnd -= 1 + shared;
+        }
+    }
+
+    std::vector<Change> changes;
     const Change whole{prefix, beforeEnd, prefix, afterEnd};
-    if (prefix == beforeEnd || prefix == afterEnd) return {whole};
-    std::vector<Change> changes = changesFromScript(before, after, prefix, beforeEnd, afterEnd);
-    if (changes.empty()) return {whole};
+    if (prefix == beforeEnd && prefix == afterEnd) {
+        // Only the last lines differ.
+    } else if (prefix == beforeEnd || prefix == afterEnd) {
+        changes = {whole};
+    } else {
+        changes = changesFromScript(before, after, prefix, beforeEnd, afterEnd);
+        if (changes.empty()) changes = {whole};
+    }
+    if (lastLines) changes.push_back(*lastLines);
     return changes;
 }
 

@@ -248,6 +248,11 @@ TEST(UnifiedDiff, SameAsGnuDiffOnSimpleCases) {
         {numberedLines(30), numberedLines(30, {{10, "X"}, {18, "Y"}})},
         {numberedLines(30), numberedLines(30, {{10, "X"}, {19, "Y"}})},
         {numberedLines(30), numberedLines(30, {{2, "X"}, {5, "Y"}, {9, "Z"}, {29, "W"}})},
+        {numberedLines(30), numberedLines(30, {{3, "X"}}).substr(0, 80)},
+        {numberedLines(30, {{30, "x"}}), numberedLines(30, {{29, "y"}}).substr(0, 79)},
+        {"a\nb\n", "a\nb"},
+        {"a\nb", "c\nb\n"},
+        {"b\n", "a\nb"},
     };
     for (const auto& [before, after] : cases) {
         EXPECT_EQ(unifiedDiff(before, after), gnuDiff(before, after)) << before << after;
@@ -272,6 +277,20 @@ TEST(UnifiedDiff, FewChangesInAFiveMegabyteText) {
     const std::string diff = unifiedDiff(before, after);
     EXPECT_EQ(hunksIn(diff), 3u);
     EXPECT_LT(diff.size(), 3000u);
+    EXPECT_TRUE(roundTrips(before, after));
+}
+
+// The installer writes no newline after the closing brace: a file that had one differs in its
+// last line too, and the edits near the top still make two small hunks, not one of the whole file.
+TEST(UnifiedDiff, EditsAtTheTopAndALostFinalNewlineInAFiveMegabyteText) {
+    const std::string before = jsonLikeText(5 << 20);
+    std::string after = before;
+    after.replace(after.find("true"), 4, "false");
+    after.pop_back();
+    const std::string diff = unifiedDiff(before, after);
+    EXPECT_EQ(hunksIn(diff), 2u);
+    EXPECT_LT(diff.size(), 1000u);
+    EXPECT_NE(diff.find("-}\n+}\n\\ No newline at end of file\n"), std::string::npos) << diff;
     EXPECT_TRUE(roundTrips(before, after));
 }
 
