@@ -34,12 +34,25 @@ std::optional<Choices> choicesKept(const std::string& configPath, const Choices&
     return kept;
 }
 
+// The entry's form in the file as it was read, and as the edit left it: what the record names,
+// without reading the file once more.
+struct EntryForms {
+    std::string before;
+    std::string after;
+};
+
 ConfigChangeOutcome writeEntry(const std::string& configPath, const Host& host,
                                const ConfigValidator& validator,
-                               const std::function<Registration(ConfigDocument&)>& add) {
+                               const std::function<Registration(ConfigDocument&)>& add,
+                               EntryForms& forms) {
     return editConfigFile(
         configPath,
-        [&add](ConfigDocument& document) { return add(document) == Registration::added; },
+        [&add, &forms](ConfigDocument& document) {
+            forms.before = pellixEntryForm(document.root());
+            const bool added = add(document) == Registration::added;
+            forms.after = pellixEntryForm(document.root());
+            return added;
+        },
         ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator, host.plan()});
 }
 
@@ -54,15 +67,19 @@ std::optional<HostAgentForm> hostForm(const Host& host) {
 Registered registerEntry(const Host& host, const ConfigValidator& validator, const Choices& choices,
                          const std::string& configPath) {
     Registered done;
-    ConfigChangeOutcome outcome =
-        writeEntry(configPath, host, validator,
-                   [&](ConfigDocument& document) { return registerAgent(document, choices); });
+    EntryForms forms;
+    ConfigChangeOutcome outcome = writeEntry(
+        configPath, host, validator,
+        [&](ConfigDocument& document) { return registerAgent(document, choices); }, forms);
     if (outcome.result == ConfigEditResult::rejected) {
         if (const std::optional<HostAgentForm> form = hostForm(host)) {
             const HostVerdict first = outcome.verdict;
-            outcome = writeEntry(configPath, host, validator, [&](ConfigDocument& document) {
-                return registerAgentInHostForm(document, choices, *form);
-            });
+            outcome = writeEntry(
+                configPath, host, validator,
+                [&](ConfigDocument& document) {
+                    return registerAgentInHostForm(document, choices, *form);
+                },
+                forms);
             if (outcome.result == ConfigEditResult::rejected && outcome.verdict.reason.empty()) {
                 outcome.verdict = first;
             }
@@ -72,9 +89,8 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
     if (outcome.verdict.kind != HostVerdict::Kind::notChecked) {
         done.registration.host = openclawVersion(host);
     }
-    if (std::optional<ConfigDocument> written = loadConfig(configPath, host.plan())) {
-        done.registration.form = pellixEntryForm(written->root());
-    }
+    done.registration.form =
+        outcome.result == ConfigEditResult::written ? forms.after : forms.before;
     switch (outcome.result) {
         case ConfigEditResult::unreadable:
             done.row = {StepStatus::failed, kCannotRead};
