@@ -101,7 +101,8 @@ void Plan::writeConfig(const std::string& path, const std::string& today, std::s
     const std::lock_guard guard(mutex_);
     auto found = configs_.find(path);
     if (found == configs_.end()) {
-        found = configs_.emplace(path, ConfigVersions{changes_.size(), today, {}, std::nullopt}).first;
+        found =
+            configs_.emplace(path, ConfigVersions{changes_.size(), today, {}, std::nullopt}).first;
         PlannedChange change;
         change.step = step_;
         change.target = path;
