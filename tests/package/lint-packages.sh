@@ -51,7 +51,7 @@ dated=$(sed -n 's/^## \([0-9.]*\) — \([0-9-]*\)$/\1 \2/p' "$source_dir/CHANGEL
 date=$(dpkg-parsechangelog -l "$work/changelog" -S Date)
 [ "$dated" = "$version $(date -u -d "$date" +%F)" ] ||
     fail "CHANGELOG.md's newest entry is '$dated', the Debian changelog's $version is dated $date"
-entries=$(dpkg-parsechangelog -l "$work/changelog" --all -S Version | wc -l)
+entries=$(dpkg-parsechangelog -l "$work/changelog" --format rfc822 --all | grep -c "^Version:")
 headings=$(grep -c '^## [0-9]' "$source_dir/CHANGELOG.md")
 [ "$entries" = "$headings" ] ||
     fail "the Debian changelog has $entries entries, CHANGELOG.md $headings"
