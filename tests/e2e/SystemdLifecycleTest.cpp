@@ -152,11 +152,14 @@ TEST_F(SystemdLifecycle, DryRunsChangeNothingInTheManagerAndTheRealRunsDoWhatThe
     const json status = json::parse(run({"status", "--json"}).out);
     ASSERT_TRUE(status["jobs"][0]["pid"].is_number()) << status.dump(2);
     const std::string process = "/proc/" + std::to_string(status["jobs"][0]["pid"].get<long>());
-    const test::TreeSnapshot installedTree = test::snapshotTree(root.path(), {"fakebin"});
+    // The running service writes its own logs and data under ops/ meanwhile.
+    const std::vector<std::string> skipped = {
+        "fakebin", "home/.openclaw/workspace-main/agents/pellix-unified/ops"};
+    const test::TreeSnapshot installedTree = test::snapshotTree(root.path(), skipped);
     const auto plannedRemoval = run({"uninstall", "--dry-run", "--json"});
     ASSERT_EQ(plannedRemoval.exitStatus, 0) << plannedRemoval.out << plannedRemoval.err;
-    EXPECT_EQ(test::snapshotTree(root.path(), {"fakebin"}), installedTree)
-        << test::describeDifference(installedTree, test::snapshotTree(root.path(), {"fakebin"}));
+    EXPECT_EQ(test::snapshotTree(root.path(), skipped), installedTree)
+        << test::describeDifference(installedTree, test::snapshotTree(root.path(), skipped));
     EXPECT_TRUE(fs::exists(process)) << "the service still runs after the dry run";
     std::vector<std::string> removals;
     const json removalPlan = json::parse(plannedRemoval.out);
