@@ -70,17 +70,20 @@ void planRestore(Plan& plan, const std::string& configPath, std::string backup,
 }  // namespace
 
 PellixConfigState inspectPellixConfig(const std::string& configPath) {
-    PellixConfigState state;
     std::optional<ConfigDocument> document;
     try {
         document = loadConfig(configPath);
     } catch (const std::bad_alloc&) {
     }
-    if (!document) return state;
+    return document ? inspectPellixConfig(*document) : PellixConfigState{};
+}
+
+PellixConfigState inspectPellixConfig(const ConfigDocument& document) {
+    PellixConfigState state;
     state.readable = true;
-    if (const JsonValue* entry = pellixEntryOf(document->root())) {
+    if (const JsonValue* entry = pellixEntryOf(document.root())) {
         state.registered = true;
-        state.form = pellixEntryForm(document->root());
+        state.form = pellixEntryForm(document.root());
         state.model = textOf(member(*entry, "model"));
         if (const JsonValue* model = member(*entry, "model"); model && model->IsObject()) {
             state.model = textOf(member(*model, "primary"));
@@ -88,14 +91,14 @@ PellixConfigState inspectPellixConfig(const std::string& configPath) {
         const JsonValue* minutes = member(*entry, "heartbeatIntervalMinutes");
         const JsonValue* heartbeat = member(*entry, "heartbeat");
         if (minutes != nullptr && minutes->IsNumber()) {
-            state.heartbeatMinutes = document->numberText(*minutes);
+            state.heartbeatMinutes = document.numberText(*minutes);
         } else if (const std::optional<long long> every = durationMinutes(
                        textOf(heartbeat != nullptr ? member(*heartbeat, "every") : nullptr))) {
             state.heartbeatMinutes = std::to_string(*every);
         }
     }
-    state.hasMainAgent = mainAgentOf(document->root()) != nullptr;
-    state.allowlisted = isAllowlisted(document->root());
+    state.hasMainAgent = mainAgentOf(document.root()) != nullptr;
+    state.allowlisted = isAllowlisted(document.root());
     return state;
 }
 

@@ -12,6 +12,8 @@
 namespace pellix {
 
 // The Pellix parts of the file, as the status command shows them.
+class ConfigDocument;
+
 struct PellixConfigState {
     bool readable = false;         // one JSON document with an object at the top
     bool registered = false;       // an entry whose "name" or "id" (or key) is "pellix"
@@ -23,6 +25,8 @@ struct PellixConfigState {
     bool allowlisted = false;      // "pellix" is in the main agent's subagents.allowAgents
 };
 PellixConfigState inspectPellixConfig(const std::string& configPath);
+// The same, of a document already read.
+PellixConfigState inspectPellixConfig(const ConfigDocument& document);
 
 // The copy of the file taken before the installer first changed it.
 struct ConfigBackupInfo {

@@ -26,31 +26,30 @@ struct Registered {
 };
 
 // The existing entry's choices, where they are not the ones asked for.
-std::optional<Choices> choicesKept(const std::string& configPath, const Choices& asked) {
-    const PellixConfigState entry = inspectPellixConfig(configPath);
+std::optional<Choices> choicesKept(const PellixConfigState& entry, const Choices& asked) {
     if (!entry.registered) return std::nullopt;
     Choices kept = choicesOfEntry(entry.model, entry.heartbeatMinutes);
     if (kept == asked) return std::nullopt;
     return kept;
 }
 
-// The entry's form in the file as it was read, and as the edit left it: what the record names,
-// without reading the file once more.
-struct EntryForms {
-    std::string before;
-    std::string after;
+// The entry as the file held it when read, and its form as the edit left it: what the record
+// names, without reading the file once more.
+struct EntryStates {
+    PellixConfigState before;
+    std::string formAfter;
 };
 
 ConfigChangeOutcome writeEntry(const std::string& configPath, const Host& host,
                                const ConfigValidator& validator,
                                const std::function<Registration(ConfigDocument&)>& add,
-                               EntryForms& forms) {
+                               EntryStates& states) {
     return editConfigFile(
         configPath,
-        [&add, &forms](ConfigDocument& document) {
-            forms.before = pellixEntryForm(document.root());
+        [&add, &states](ConfigDocument& document) {
+            states.before = inspectPellixConfig(document);
             const bool added = add(document) == Registration::added;
-            forms.after = pellixEntryForm(document.root());
+            states.formAfter = pellixEntryForm(document.root());
             return added;
         },
         ConfigChangeOptions{ConfigBackup::takeBeforeWriting, validator, host.plan()});
@@ -67,10 +66,10 @@ std::optional<HostAgentForm> hostForm(const Host& host) {
 Registered registerEntry(const Host& host, const ConfigValidator& validator, const Choices& choices,
                          const std::string& configPath) {
     Registered done;
-    EntryForms forms;
+    EntryStates states;
     ConfigChangeOutcome outcome = writeEntry(
         configPath, host, validator,
-        [&](ConfigDocument& document) { return registerAgent(document, choices); }, forms);
+        [&](ConfigDocument& document) { return registerAgent(document, choices); }, states);
     if (outcome.result == ConfigEditResult::rejected) {
         if (const std::optional<HostAgentForm> form = hostForm(host)) {
             const HostVerdict first = outcome.verdict;
@@ -79,7 +78,7 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
                 [&](ConfigDocument& document) {
                     return registerAgentInHostForm(document, choices, *form);
                 },
-                forms);
+                states);
             if (outcome.result == ConfigEditResult::rejected && outcome.verdict.reason.empty()) {
                 outcome.verdict = first;
             }
@@ -90,7 +89,7 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
         done.registration.host = openclawVersion(host);
     }
     done.registration.form =
-        outcome.result == ConfigEditResult::written ? forms.after : forms.before;
+        outcome.result == ConfigEditResult::written ? states.formAfter : states.before.form;
     switch (outcome.result) {
         case ConfigEditResult::unreadable:
             done.row = {StepStatus::failed, kCannotRead};
@@ -104,7 +103,7 @@ Registered registerEntry(const Host& host, const ConfigValidator& validator, con
             return done;
         case ConfigEditResult::unchanged:
             done.row = {StepStatus::success, "Already registered"};
-            done.choicesKept = choicesKept(configPath, choices);
+            done.choicesKept = choicesKept(states.before, choices);
             return done;
         case ConfigEditResult::written:
             break;
